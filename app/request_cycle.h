@@ -1,0 +1,17 @@
+// The cycle that drives everything: one line in, one line out.
+#pragma once
+
+#include "photos/platform.h"
+#include "protocol/response.h"
+
+namespace app {
+
+/// Answers the lines of standard input, one at a time and in order, until it ends or cannot be
+/// read. Blocks the calling thread, which is never the main one. Called once.
+void run(photos::Platform& platform);
+
+/// Writes the response to standard output as one line, in one piece, and flushes it. A response
+/// that cannot be encoded is not written; whether the write succeeds is not looked at.
+void emit(const protocol::Response& response);
+
+}  // namespace app

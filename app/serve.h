@@ -1,0 +1,12 @@
+// Start and end of the process.
+#pragma once
+
+#include "photos/platform.h"
+
+namespace app {
+
+/// Serves requests from standard input on that platform, then exits with status 0 when the input
+/// ends. Called once, on the main thread; `platform` lives until the process has exited.
+[[noreturn]] void serve(photos::Platform& platform);
+
+}  // namespace app

@@ -1,0 +1,163 @@
+#include "platform/local/local_platform.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/local/changes.h"
+#include "platform/local/database.h"
+#include "platform/local/objects.h"
+#include "platform/local/path_extension.h"
+#include "platform/local/resource_delivery.h"
+#include "platform/local/sha256.h"
+#include "platform/local/url.h"
+#include "platform/posix/file_handle.h"
+
+namespace platform::local {
+LocalPlatform::LocalPlatform(std::filesystem::path library) : library_(std::move(library)) {}
+
+std::shared_ptr<Connection> LocalPlatform::connection() {
+  struct stat file{};
+  if (stat(databaseFile(library_).c_str(), &file) != 0) {
+    connection_.reset();
+    return nullptr;
+  }
+  const FileIdentity identity{.device = file.st_dev, .node = file.st_ino};
+  if (connection_ && identity_ == identity) {
+    return connection_;
+  }
+  connection_.reset();
+  std::expected<SQLite::Database, photos::Error> database = openDatabase(library_);
+  if (database) {
+    try {
+      connection_ = std::make_shared<Connection>(std::move(*database));
+      identity_ = identity;
+    } catch (const SQLite::Exception&) {
+      return nullptr;
+    }
+  }
+  return connection_;
+}
+
+photos::AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLevel /*level*/) {
+  const auto library = connection();
+  return library ? library->authorizationStatus() : photos::AuthorizationStatus::restricted;
+}
+
+void LocalPlatform::requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) {
+  if (authorizationStatus(level) == photos::AuthorizationStatus::notDetermined) {
+    connection_->answerPrompt();
+  }
+  handler(authorizationStatus(level));
+}
+
+std::shared_ptr<photos::AssetFetchResult> LocalPlatform::fetchAssets(
+    const photos::FetchOptions& options) {
+  if (auto library = connection()) {
+    return std::make_shared<OrderedAssets>(std::move(library), options);
+  }
+  return std::make_shared<AssetsOfRows>(nullptr, std::vector<std::int64_t>{}, nullptr);
+}
+
+std::shared_ptr<photos::AssetFetchResult> LocalPlatform::fetchAssetsWithLocalIdentifiers(
+    std::span<const std::string> identifiers) {
+  std::vector<std::int64_t> rows;
+  std::shared_ptr<Connection::Snapshot> snapshot;
+  auto library = connection();
+  if (library) {
+    snapshot = library->snapshot();
+    for (const std::string& identifier : identifiers) {
+      if (const auto row = library->assetID(identifier)) {
+        rows.push_back(*row);
+      }
+    }
+  }
+  std::ranges::sort(rows);
+  rows.erase(std::ranges::unique(rows).begin(), rows.end());
+  return std::make_shared<AssetsOfRows>(std::move(library), std::move(rows), std::move(snapshot));
+}
+
+std::shared_ptr<photos::AssetCollectionFetchResult> LocalPlatform::fetchAssetCollections(
+    photos::AssetCollectionType type, photos::AssetCollectionSubtype subtype) {
+  std::vector<std::string> albums;
+  const bool isKnown = type == photos::AssetCollectionType::smartAlbum &&
+                       subtype == photos::AssetCollectionSubtype::smartAlbumUserLibrary;
+  if (const auto library = connection(); library && isKnown) {
+    if (const auto settings = library->settings(); settings && settings->userLibraryAlbum) {
+      albums.push_back(*settings->userLibraryAlbum);
+    }
+  }
+  return std::make_shared<Albums>(std::move(albums));
+}
+
+std::vector<std::unique_ptr<photos::AssetResource>> LocalPlatform::assetResourcesForAsset(
+    const photos::Asset& asset) {
+  const auto& local = static_cast<const LocalAsset&>(asset);
+  std::vector<std::unique_ptr<photos::AssetResource>> resources;
+  const auto add = [&resources](const ResourceRow& row) {
+    resources.push_back(std::make_unique<LocalResource>(row));
+  };
+  if (local.resources()) {
+    std::ranges::for_each(*local.resources(), add);
+  } else if (connection_) {
+    std::ranges::for_each(connection_->resources(local.row().id), add);
+  }
+  return resources;
+}
+
+void LocalPlatform::requestDataForAssetResource(const photos::AssetResource& resource,
+                                                const photos::AssetResourceRequestOptions& options,
+                                                DataReceivedHandler dataReceivedHandler,
+                                                CompletionHandler completionHandler) {
+  const auto library = connection();
+  const ResourceRow& row = static_cast<const LocalResource&>(resource).row();
+  const auto settings = library ? library->settings() : std::nullopt;
+  const auto stored = library ? library->resource(row) : std::nullopt;
+  deliveries_.async([=, folder = library_, name = row.originalFilename,
+                     dataReceived = std::move(dataReceivedHandler),
+                     completion = std::move(completionHandler)] {
+    if (!settings || !stored) {
+      completion(photos::Error{"“" + name + "” is no longer in the library"});
+      return;
+    }
+    const bool isReachable = options.networkAccessAllowed && settings->networkReachable;
+    completion(deliver(*stored, folder, isReachable, dataReceived));
+  });
+}
+
+void LocalPlatform::performChanges(ChangeBlock changeBlock,
+                                   ChangeCompletionHandler completionHandler) {
+  changes_.async([folder = library_, block = std::move(changeBlock),
+                  completion = std::move(completionHandler)] {
+    Changes changes;
+    block(changes);
+    const Changes::Outcome outcome = changes.apply(folder);
+    completion(outcome.success, outcome.error);
+  });
+}
+
+void LocalPlatform::createFile(const std::string& path) { posix::createFile(path); }
+
+std::expected<std::unique_ptr<photos::FileHandle>, photos::Error>
+LocalPlatform::fileHandleForWriting(const std::string& path) {
+  return posix::fileHandleForWriting(path);
+}
+
+std::unique_ptr<photos::SHA256> LocalPlatform::makeSHA256() { return local::makeSHA256(); }
+
+std::string LocalPlatform::pathExtension(std::string_view filename) const {
+  return local::pathExtension(filename);
+}
+
+std::unique_ptr<photos::URL> LocalPlatform::URLWithString(const std::string& text) {
+  return parseURL(text);
+}
+
+bool LocalPlatform::openURL(const photos::URL& url) {
+  const auto library = connection();
+  const auto settings = library ? library->settings() : std::nullopt;
+  return settings && (settings->opensURLs ? *settings->opensURLs : openWithSystem(url));
+}
+
+}  // namespace platform::local

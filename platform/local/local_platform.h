@@ -1,0 +1,70 @@
+// The platform on a local library: SQLite and plain files in place of the Photos library.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <memory>
+
+#include "photos/platform.h"
+#include "platform/local/connection.h"
+#include "platform/local/serial_queue.h"
+
+namespace platform::local {
+
+/// Serves the library in a folder. The library need not be there: access is restricted while it is
+/// missing, is no local library, has another schema version or can't be read, and each request
+/// looks again. Other processes may change the library meanwhile.
+///
+/// Resource data and changes call back from threads of the platform's own, which end with it.
+class LocalPlatform : public photos::Platform {
+ public:
+  explicit LocalPlatform(std::filesystem::path library);
+
+  [[nodiscard]] photos::AuthorizationStatus authorizationStatus(photos::AccessLevel level) override;
+  void requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) override;
+
+  [[nodiscard]] std::shared_ptr<photos::AssetFetchResult> fetchAssets(
+      const photos::FetchOptions& options) override;
+  [[nodiscard]] std::shared_ptr<photos::AssetFetchResult> fetchAssetsWithLocalIdentifiers(
+      std::span<const std::string> identifiers) override;
+  [[nodiscard]] std::shared_ptr<photos::AssetCollectionFetchResult> fetchAssetCollections(
+      photos::AssetCollectionType type, photos::AssetCollectionSubtype subtype) override;
+  [[nodiscard]] std::vector<std::unique_ptr<photos::AssetResource>> assetResourcesForAsset(
+      const photos::Asset& asset) override;
+
+  void requestDataForAssetResource(const photos::AssetResource& resource,
+                                   const photos::AssetResourceRequestOptions& options,
+                                   DataReceivedHandler dataReceivedHandler,
+                                   CompletionHandler completionHandler) override;
+
+  void performChanges(ChangeBlock changeBlock, ChangeCompletionHandler completionHandler) override;
+
+  void createFile(const std::string& path) override;
+  [[nodiscard]] std::expected<std::unique_ptr<photos::FileHandle>, photos::Error>
+  fileHandleForWriting(const std::string& path) override;
+  [[nodiscard]] std::unique_ptr<photos::SHA256> makeSHA256() override;
+  [[nodiscard]] std::string pathExtension(std::string_view filename) const override;
+
+  [[nodiscard]] std::unique_ptr<photos::URL> URLWithString(const std::string& text) override;
+  [[nodiscard]] bool openURL(const photos::URL& url) override;
+
+ private:
+  /// Which file the library's database is, to notice that another one has taken its place.
+  struct FileIdentity {
+    dev_t device;
+    ino_t node;
+    bool operator==(const FileIdentity&) const = default;
+  };
+
+  /// The open library, or null.
+  std::shared_ptr<Connection> connection();
+
+  std::filesystem::path library_;
+  std::optional<FileIdentity> identity_;
+  std::shared_ptr<Connection> connection_;
+  SerialQueue deliveries_;
+  SerialQueue changes_;
+};
+
+}  // namespace platform::local

@@ -1,0 +1,63 @@
+// The tables of library.sqlite, as docs/local-library.md explains them to its readers.
+#pragma once
+
+namespace platform::local {
+
+/// "PHLB": tells a local library from any other SQLite file.
+inline constexpr int applicationID = 0x50484C42;
+
+/// Raised by every change of the schema; a library of another version is not opened.
+inline constexpr int schemaVersion = 1;
+
+/// Larger than SQLite's own: a page of a listing has its rows all over the database, and the
+/// fewer, larger pages cost a third less to find them in.
+inline constexpr int pageSize = 16 * 1024;
+
+inline constexpr const char* tables = R"sql(
+CREATE TABLE library (
+  id                  INTEGER PRIMARY KEY CHECK (id = 1),
+  authorizationStatus INTEGER NOT NULL,
+  promptAnswer        INTEGER NOT NULL,
+  userLibraryAlbum    TEXT,
+  opensURLs           INTEGER CHECK (opensURLs IN (0, 1)),
+  deletionSuccess     INTEGER NOT NULL CHECK (deletionSuccess IN (0, 1)),
+  deletionError       TEXT,
+  networkReachable    INTEGER NOT NULL CHECK (networkReachable IN (0, 1))
+) STRICT;
+
+CREATE TABLE asset (
+  id               INTEGER PRIMARY KEY,
+  localIdentifier  TEXT NOT NULL,
+  mediaType        INTEGER NOT NULL,
+  creationDate     REAL CHECK (abs(creationDate) <= 1.7976931348623157e308),
+  modificationDate REAL CHECK (abs(modificationDate) <= 1.7976931348623157e308),
+  recentlyDeleted  INTEGER NOT NULL DEFAULT 0 CHECK (recentlyDeleted IN (0, 1))
+) STRICT;
+
+CREATE TABLE resource (
+  asset             INTEGER NOT NULL REFERENCES asset (id) ON DELETE CASCADE,
+  position          INTEGER NOT NULL,
+  type              INTEGER NOT NULL,
+  originalFilename  TEXT NOT NULL,
+  size              INTEGER NOT NULL CHECK (size >= 0),
+  sha256            TEXT CHECK (length(sha256) = 64),
+  cloud             INTEGER NOT NULL DEFAULT 0 CHECK (cloud IN (0, 1)),
+  chunks            TEXT,
+  failureAfterBytes INTEGER CHECK (failureAfterBytes >= 0),
+  failureError      TEXT,
+  PRIMARY KEY (asset, position)
+) STRICT, WITHOUT ROWID;
+)sql";
+
+/// Made once the rows of a new library are in: sorting them is faster than keeping them sorted.
+inline constexpr const char* indexes = R"sql(
+CREATE UNIQUE INDEX assetLocalIdentifier ON asset (localIdentifier);
+
+CREATE INDEX assetOrder ON asset (
+  recentlyDeleted, creationDate, id, mediaType, modificationDate, localIdentifier
+);
+
+CREATE INDEX resourceContent ON resource (sha256) WHERE sha256 IS NOT NULL;
+)sql";
+
+}  // namespace platform::local

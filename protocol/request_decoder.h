@@ -1,0 +1,31 @@
+// Reads requests from lines.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "protocol/request.h"
+
+namespace protocol {
+
+/// The JSON reader: one lives for the whole run and keeps nothing from one line to the next.
+class RequestDecoder {
+ public:
+  RequestDecoder();
+  RequestDecoder(const RequestDecoder&) = delete;
+  RequestDecoder& operator=(const RequestDecoder&) = delete;
+  ~RequestDecoder();
+
+  /// The request that the line holds, or nothing: there is no partly filled request. The line must
+  /// be exactly one JSON object (nested 512 deep at most) in UTF-8, with `command` a string and
+  /// every other field of its type, missing or null. An integer is any number with a whole value
+  /// of 64 bits, however it is written; of two equal keys the last counts; other keys are ignored.
+  [[nodiscard]] std::optional<Request> decode(std::string_view line);
+
+ private:
+  class Parser;
+  std::unique_ptr<Parser> parser_;
+};
+
+}  // namespace protocol
