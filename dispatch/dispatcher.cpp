@@ -7,6 +7,10 @@
 #include <utility>
 
 #include "photos/discover.h"
+#include "photos/estimate.h"
+#include "photos/export.h"
+#include "photos/open_asset.h"
+#include "photos/reclaim.h"
 #include "runtime/continuation.h"
 
 namespace dispatch {
@@ -42,6 +46,10 @@ struct Command {
 /// In the order in which names are compared.
 constexpr std::array commands = {
     Command{"authorize", Gate::none, authorizeCommand},
+    Command{"export", Gate::readWriteAccess, photos::export_},
+    Command{"estimate", Gate::readWriteAccess, photos::estimate},
+    Command{"open", Gate::readWriteAccess, photos::openAsset},
+    Command{"reclaim", Gate::readWriteAccess, photos::reclaim},
     Command{"discover", Gate::readWriteAccess, photos::discover},
 };
 

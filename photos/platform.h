@@ -176,6 +176,20 @@ class FileHandle {
   [[nodiscard]] virtual std::optional<Error> close() = 0;
 };
 
+using SHA256Digest = std::array<std::byte, 32>;
+
+/// The digest as 64 lower-case hexadecimal digits.
+[[nodiscard]] inline std::string hexadecimal(const SHA256Digest& digest) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::string text;
+  text.reserve(2 * digest.size());
+  for (const std::byte byte : digest) {
+    text += digits[std::to_integer<std::size_t>(byte >> 4)];
+    text += digits[std::to_integer<std::size_t>(byte & std::byte{0x0F})];
+  }
+  return text;
+}
+
 /// A running SHA-256 (FIPS 180-4).
 class SHA256 {
  public:
@@ -185,7 +199,7 @@ class SHA256 {
   virtual void update(std::span<const std::byte> bytes) = 0;
 
   /// The digest of all bytes so far. Called at most once, and last.
-  [[nodiscard]] virtual std::array<std::byte, 32> finalize() = 0;
+  [[nodiscard]] virtual SHA256Digest finalize() = 0;
 };
 
 /// A parsed URL.

@@ -116,24 +116,31 @@ void LocalPlatform::requestDataForAssetResource(const photos::AssetResource& res
   const auto stored = library ? library->resource(row) : std::nullopt;
   deliveries_.async([=, folder = library_, name = row.originalFilename,
                      dataReceived = std::move(dataReceivedHandler),
-                     completion = std::move(completionHandler)] {
-    if (!settings || !stored) {
-      completion(photos::Error{"“" + name + "” is no longer in the library"});
-      return;
+                     completion = std::move(completionHandler)]() mutable {
+    std::optional<photos::Error> error;
+    if (settings && stored) {
+      const bool isCloudReachable = options.networkAccessAllowed && settings->networkReachable;
+      error = deliver(*stored, folder, isCloudReachable, dataReceived);
+    } else {
+      error = photos::Error{"The original “" + name + "” is no longer in the library"};
     }
-    const bool isReachable = options.networkAccessAllowed && settings->networkReachable;
-    completion(deliver(*stored, folder, isReachable, dataReceived));
+    // What the handler holds is let go on this thread before the request can go on.
+    dataReceived = nullptr;
+    completion(std::move(error));
   });
 }
 
 void LocalPlatform::performChanges(ChangeBlock changeBlock,
                                    ChangeCompletionHandler completionHandler) {
   changes_.async([folder = library_, block = std::move(changeBlock),
-                  completion = std::move(completionHandler)] {
+                  completion = std::move(completionHandler)]() mutable {
     Changes changes;
     block(changes);
-    const Changes::Outcome outcome = changes.apply(folder);
-    completion(outcome.success, outcome.error);
+    // The block holds what it deletes, and with it the library's connection, which is not to be
+    // let go on this thread while the request goes on.
+    block = nullptr;
+    Changes::Outcome outcome = changes.apply(folder);
+    completion(outcome.success, std::move(outcome.error));
   });
 }
 

@@ -82,7 +82,7 @@ std::expected<Content, Error> storeOriginal(const std::filesystem::path& library
   if (error) {
     return std::unexpected(std::move(*error));
   }
-  content.sha256 = hexadecimal(hasher->finalize());
+  content.sha256 = photos::hexadecimal(hasher->finalize());
   const std::filesystem::path place = originalFile(library, *content.sha256);
   std::error_code failure;
   std::filesystem::create_directory(place.parent_path(), failure);

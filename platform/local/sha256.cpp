@@ -2,8 +2,6 @@
 
 #include <openssl/evp.h>
 
-#include <string_view>
-
 namespace platform::local {
 namespace {
 
@@ -17,8 +15,8 @@ class OpenSSLSHA256 : public photos::SHA256 {
     EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size());
   }
 
-  [[nodiscard]] std::array<std::byte, 32> finalize() override {
-    std::array<std::byte, 32> digest{};
+  [[nodiscard]] photos::SHA256Digest finalize() override {
+    photos::SHA256Digest digest{};
     EVP_DigestFinal_ex(context_.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr);
     return digest;
   }
@@ -33,16 +31,5 @@ class OpenSSLSHA256 : public photos::SHA256 {
 }  // namespace
 
 std::unique_ptr<photos::SHA256> makeSHA256() { return std::make_unique<OpenSSLSHA256>(); }
-
-std::string hexadecimal(std::span<const std::byte> bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  text.reserve(bytes.size() * 2);
-  for (const std::byte byte : bytes) {
-    text += digits[std::to_integer<std::size_t>(byte >> 4)];
-    text += digits[std::to_integer<std::size_t>(byte & std::byte{0x0F})];
-  }
-  return text;
-}
 
 }  // namespace platform::local

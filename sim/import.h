@@ -1,0 +1,23 @@
+// Adds the photos and videos below folders to a library. The folders are never changed.
+//
+// Each asset is added in a transaction of its own, after its files are on disk in the library: an
+// interrupted import leaves whole assets, and running it again adds the rest. A photo or video
+// whose bytes the library holds already is not added again; files that belong to it and are new
+// go to the asset that holds it.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+
+#include "sim/message.h"
+
+namespace sim {
+
+/// Imports into the library, which is made when nothing is at its path, and tells on standard
+/// error what was added, what was there already and what was left out, by name. Files that can't
+/// be read are a failure, told after everything else was imported.
+std::optional<Error> importFolders(const std::filesystem::path& library,
+                                   std::span<const std::filesystem::path> folders);
+
+}  // namespace sim

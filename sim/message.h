@@ -1,0 +1,34 @@
+// What photos-sim tells people: whole lines on standard error, whatever a file's name holds.
+//
+// A failure travels as a value up to main, which says it. Its text names the place first, then
+// what is wrong there, then what to do about it.
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "photos/platform.h"
+
+namespace sim {
+
+using photos::Error;
+
+/// Prints "photos-sim: " and the message as one line.
+void say(std::string_view message);
+
+/// Prints an indented line below what was said last.
+void sayBelow(std::string_view message);
+
+/// The failure "PLACE: PROBLEM; ADVICE", without the last part when there is no advice.
+Error failure(const std::filesystem::path& place, std::string_view problem,
+              std::string_view advice = {});
+
+/// The same for a system error.
+Error failure(const std::filesystem::path& place, std::error_code problem,
+              std::string_view advice = {});
+
+/// The system error of the last call that failed.
+std::error_code lastSystemError();
+
+}  // namespace sim
