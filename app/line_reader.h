@@ -36,7 +36,7 @@ class LineReader {
  private:
   /// One huge line must not hold its memory for the rest of the run.
   void releaseLargeBuffer() {
-    constexpr std::size_t keptCapacity = 1024 * 1024;
+    constexpr std::size_t keptCapacity = 1048576;
     if (capacity_ > keptCapacity) {
       std::free(buffer_);
       buffer_ = nullptr;

@@ -17,7 +17,7 @@ namespace {
 
 /// Room for a whole page, so that its line reaches the host in one write.
 void bufferStandardOutput() {
-  static std::array<char, 1024 * 1024> buffer;
+  static std::array<char, 1048576> buffer;
   std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
 }
 

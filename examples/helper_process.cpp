@@ -10,7 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): not everywhere declared
 
 namespace examples {
 namespace {
@@ -43,6 +43,7 @@ HelperProcess::HelperProcess(const std::vector<std::string>& command) {
   posix_spawn_file_actions_adddup2(&actions, output.writeEnd, STDOUT_FILENO);
   std::vector<std::string> words = command;
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) {
     arguments.push_back(word.data());
   }

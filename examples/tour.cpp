@@ -56,7 +56,7 @@ json::object show(HelperProcess& helper, std::string_view what, const std::strin
   json::error_code error;
   const json::value answer = json::parse(line, error);
   if (error || !answer.is_object()) {
-    std::cout << "  <- (no answer)" << std::endl;
+    std::cout << "  <- (no answer)" << "\n" << std::flush;
     return {};
   }
   json::object rest = answer.as_object();
@@ -70,7 +70,7 @@ json::object show(HelperProcess& helper, std::string_view what, const std::strin
     }
     std::cout << (assets->as_array().empty() ? " none" : "");
   }
-  std::cout << std::endl;
+  std::cout << "\n" << std::flush;
   return answer.as_object();
 }
 
@@ -89,7 +89,7 @@ void tour(HelperProcess& helper, const std::string& folder) {
   show(helper, "Only videos, and only those from before 2024.",
        request({{"command", "discover"}, {"includePhotos", false}, {"cutoff", 1704067200}}));
   if (!page.contains("assets") || page.at("assets").as_array().empty()) {
-    std::cout << "\nThe library is empty: no asset to show more with." << std::endl;
+    std::cout << "\nThe library is empty: no asset to show more with." << "\n" << std::flush;
     return;
   }
   const json::object first = page.at("assets").as_array().front().as_object();

@@ -12,7 +12,7 @@ namespace {
 
 /// Empty when the user has no entry.
 std::filesystem::path homeFolder() {
-  constexpr std::size_t longestEntry = 64 * 1024;
+  constexpr std::size_t longestEntry = 65536;
   std::array<char, longestEntry> text{};
   passwd entry{};
   passwd* found = nullptr;

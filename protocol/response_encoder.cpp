@@ -62,7 +62,7 @@ std::optional<object> encoded(const AssetSummary& summary, const storage_ptr& st
 /// The text of a JSON value. Compact JSON holds a solidus inside strings only, so that escaping
 /// each one, which the JSON library leaves out, needs no look at what surrounds it.
 std::string text(const value& json) {
-  constexpr std::size_t pieceSize = 64 * 1024;
+  constexpr std::size_t pieceSize = 65536;
   std::string result;
   std::string piece(pieceSize, '\0');
   boost::json::serializer serializer;

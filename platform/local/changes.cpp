@@ -1,6 +1,5 @@
 #include "platform/local/changes.h"
 
-#include "platform/local/database.h"
 #include "platform/local/objects.h"
 #include "platform/local/rows.h"
 
@@ -15,10 +14,14 @@ void Changes::deleteAssets(photos::AssetFetchResult& assets) {
   }
 }
 
-Changes::Outcome Changes::apply(const std::filesystem::path& library) const {
+Changes::Outcome Changes::apply(const std::filesystem::path& library,
+                                const std::optional<FileIdentity>& identity) const {
   std::expected<SQLite::Database, photos::Error> database = openDatabase(library);
   if (!database) {
     return {.success = false, .error = database.error()};
+  }
+  if (identityOf(databaseFile(library)) != identity) {
+    return {.success = false, .error = photos::Error{"The library was replaced by another one"}};
   }
   try {
     SQLite::Transaction transaction(*database, SQLite::TransactionBehavior::IMMEDIATE);

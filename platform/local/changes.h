@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "photos/platform.h"
+#include "platform/local/database.h"
 
 namespace platform::local {
 
@@ -22,7 +23,10 @@ class Changes : public photos::AssetChangeRequest {
 
   /// Applies everything in one transaction, or nothing. Assets that move to Recently Deleted keep
   /// their rows and their originals. A library described as refusing deletions refuses.
-  [[nodiscard]] Outcome apply(const std::filesystem::path& library) const;
+  /// `identity` is that of the database the assets were fetched from: another one that has taken
+  /// its place is not touched.
+  [[nodiscard]] Outcome apply(const std::filesystem::path& library,
+                              const std::optional<FileIdentity>& identity) const;
 
  private:
   std::vector<std::int64_t> deletedRows_;

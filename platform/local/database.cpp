@@ -1,5 +1,7 @@
 #include "platform/local/database.h"
 
+#include <sys/stat.h>
+
 #include <string>
 #include <utility>
 
@@ -15,6 +17,14 @@ constexpr int busyTimeoutInMilliseconds = 60'000;
 
 std::filesystem::path databaseFile(const std::filesystem::path& folder) {
   return folder / "library.sqlite";
+}
+
+std::optional<FileIdentity> identityOf(const std::filesystem::path& file) {
+  struct stat status{};
+  if (stat(file.c_str(), &status) != 0) {
+    return std::nullopt;
+  }
+  return FileIdentity{.device = status.st_dev, .node = status.st_ino};
 }
 
 std::expected<SQLite::Database, photos::Error> openDatabase(const std::filesystem::path& folder) {

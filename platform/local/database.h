@@ -2,9 +2,11 @@
 #pragma once
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <sys/types.h>
 
 #include <expected>
 #include <filesystem>
+#include <optional>
 
 #include "photos/platform.h"
 
@@ -12,6 +14,16 @@ namespace platform::local {
 
 /// The database file of the library in `folder`.
 [[nodiscard]] std::filesystem::path databaseFile(const std::filesystem::path& folder);
+
+/// Which file a path leads to, to notice that another one has taken its place.
+struct FileIdentity {
+  dev_t device{};
+  ino_t node{};
+  bool operator==(const FileIdentity&) const = default;
+};
+
+/// Nothing when there is no file.
+[[nodiscard]] std::optional<FileIdentity> identityOf(const std::filesystem::path& file);
 
 /// Opens the library's database for reading and writing. Fails, and writes nothing, when there is
 /// none, when it is no local library or of another schema version, or when it cannot be read.

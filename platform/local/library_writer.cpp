@@ -175,7 +175,7 @@ std::optional<Error> LibraryWriter::finish() {
   return failureOf(state_->attempt([this] {
     SQLite::Database& database = state_->database;
     database.exec(indexes);
-    database.exec("PRAGMA synchronous = FULL; PRAGMA journal_mode = WAL; PRAGMA optimize");
+    database.exec("PRAGMA synchronous = FULL; PRAGMA journal_mode = WAL");
     // Last, and safe on disk with the whole file: only now it is a local library.
     database.exec("PRAGMA application_id = " + std::to_string(applicationID));
     database.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
@@ -260,6 +260,46 @@ std::expected<std::optional<std::int64_t>, Error> LibraryWriter::assetHolding(
     const auto row = asset.isNull() ? std::nullopt : std::optional(asset.getInt64());
     query.reset();
     return row;
+  });
+}
+
+std::optional<Error> LibraryWriter::forEachRecentlyDeleted(
+    const std::function<void(const NewAsset&)>& take) {
+  return failureOf(state_->attempt([&] {
+    SQLite::Statement assets(state_->database,
+                             "SELECT id, localIdentifier, mediaType, creationDate, "
+                             "modificationDate FROM asset WHERE recentlyDeleted = 1 "
+                             "ORDER BY creationDate, id");
+    SQLite::Statement resources(state_->database,
+                                "SELECT type, originalFilename, size, sha256 FROM resource "
+                                "WHERE asset = ? ORDER BY position");
+    while (assets.executeStep()) {
+      NewAsset asset{.localIdentifier = assets.getColumn(1).getString(),
+                     .mediaType = assets.getColumn(2).getInt64(),
+                     .creationDate = optionalDate(assets.getColumn(3)),
+                     .modificationDate = optionalDate(assets.getColumn(4)),
+                     .resources = {}};
+      resources.bind(1, assets.getColumn(0).getInt64());
+      while (resources.executeStep()) {
+        NewResource& resource = asset.resources.emplace_back();
+        resource.type = resources.getColumn(0).getInt64();
+        resource.originalFilename = resources.getColumn(1).getString();
+        resource.content = {.size = resources.getColumn(2).getInt64(),
+                            .sha256 = optionalText(resources.getColumn(3))};
+      }
+      resources.reset();
+      take(asset);
+    }
+  }));
+}
+
+std::expected<bool, Error> LibraryWriter::restore(std::string_view localIdentifier) {
+  return state_->attempt([&] {
+    SQLite::Statement update(state_->database,
+                             "UPDATE asset SET recentlyDeleted = 0 "
+                             "WHERE localIdentifier = ? AND recentlyDeleted = 1");
+    update.bind(1, std::string(localIdentifier));
+    return update.exec() == 1;
   });
 }
 

@@ -65,6 +65,14 @@ class LibraryWriter {
   [[nodiscard]] std::expected<std::optional<std::int64_t>, Error> assetHolding(
       std::string_view sha256);
 
+  /// Gives each asset in Recently Deleted, oldest first; of the resources without what only a
+  /// delivery needs.
+  [[nodiscard]] std::optional<Error> forEachRecentlyDeleted(
+      const std::function<void(const NewAsset&)>& take);
+
+  /// Puts an asset from Recently Deleted back into the library; false when it is not there.
+  [[nodiscard]] std::expected<bool, Error> restore(std::string_view localIdentifier);
+
   /// Copies a file's bytes into originals/, where they are on disk when this returns. The same
   /// bytes are held once. No transaction is needed or touched.
   [[nodiscard]] std::expected<Content, Error> storeFile(const std::filesystem::path& file);

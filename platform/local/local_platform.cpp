@@ -1,7 +1,5 @@
 #include "platform/local/local_platform.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -18,23 +16,18 @@ namespace platform::local {
 LocalPlatform::LocalPlatform(std::filesystem::path library) : library_(std::move(library)) {}
 
 std::shared_ptr<Connection> LocalPlatform::connection() {
-  struct stat file{};
-  if (stat(databaseFile(library_).c_str(), &file) != 0) {
-    connection_.reset();
-    return nullptr;
-  }
-  const FileIdentity identity{.device = file.st_dev, .node = file.st_ino};
-  if (connection_ && identity_ == identity) {
+  const std::optional<FileIdentity> identity = identityOf(databaseFile(library_));
+  if (connection_ && identity == identity_) {
     return connection_;
   }
   connection_.reset();
-  std::expected<SQLite::Database, photos::Error> database = openDatabase(library_);
-  if (database) {
+  identity_ = identity;
+  if (std::expected<SQLite::Database, photos::Error> database = openDatabase(library_)) {
     try {
       connection_ = std::make_shared<Connection>(std::move(*database));
-      identity_ = identity;
     } catch (const SQLite::Exception&) {
-      return nullptr;
+      // A database without our tables is no library.
+      connection_.reset();
     }
   }
   return connection_;
@@ -110,10 +103,9 @@ void LocalPlatform::requestDataForAssetResource(const photos::AssetResource& res
                                                 const photos::AssetResourceRequestOptions& options,
                                                 DataReceivedHandler dataReceivedHandler,
                                                 CompletionHandler completionHandler) {
-  const auto library = connection();
   const ResourceRow& row = static_cast<const LocalResource&>(resource).row();
-  const auto settings = library ? library->settings() : std::nullopt;
-  const auto stored = library ? library->resource(row) : std::nullopt;
+  const auto settings = connection_ ? connection_->settings() : std::nullopt;
+  const auto stored = connection_ ? connection_->resource(row) : std::nullopt;
   deliveries_.async([=, folder = library_, name = row.originalFilename,
                      dataReceived = std::move(dataReceivedHandler),
                      completion = std::move(completionHandler)]() mutable {
@@ -132,14 +124,14 @@ void LocalPlatform::requestDataForAssetResource(const photos::AssetResource& res
 
 void LocalPlatform::performChanges(ChangeBlock changeBlock,
                                    ChangeCompletionHandler completionHandler) {
-  changes_.async([folder = library_, block = std::move(changeBlock),
+  changes_.async([folder = library_, identity = identity_, block = std::move(changeBlock),
                   completion = std::move(completionHandler)]() mutable {
     Changes changes;
     block(changes);
     // The block holds what it deletes, and with it the library's connection, which is not to be
     // let go on this thread while the request goes on.
     block = nullptr;
-    Changes::Outcome outcome = changes.apply(folder);
+    Changes::Outcome outcome = changes.apply(folder, identity);
     completion(outcome.success, std::move(outcome.error));
   });
 }
@@ -162,8 +154,7 @@ std::unique_ptr<photos::URL> LocalPlatform::URLWithString(const std::string& tex
 }
 
 bool LocalPlatform::openURL(const photos::URL& url) {
-  const auto library = connection();
-  const auto settings = library ? library->settings() : std::nullopt;
+  const auto settings = connection_ ? connection_->settings() : std::nullopt;
   return settings && (settings->opensURLs ? *settings->opensURLs : openWithSystem(url));
 }
 

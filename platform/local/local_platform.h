@@ -1,13 +1,12 @@
 // The platform on a local library: SQLite and plain files in place of the Photos library.
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <memory>
 
 #include "photos/platform.h"
 #include "platform/local/connection.h"
+#include "platform/local/database.h"
 #include "platform/local/serial_queue.h"
 
 namespace platform::local {
@@ -50,14 +49,7 @@ class LocalPlatform : public photos::Platform {
   [[nodiscard]] bool openURL(const photos::URL& url) override;
 
  private:
-  /// Which file the library's database is, to notice that another one has taken its place.
-  struct FileIdentity {
-    dev_t device;
-    ino_t node;
-    bool operator==(const FileIdentity&) const = default;
-  };
-
-  /// The open library, or null.
+  /// The library as it is there now, or null. It stays connection_ until the next call.
   std::shared_ptr<Connection> connection();
 
   std::filesystem::path library_;

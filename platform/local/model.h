@@ -15,51 +15,51 @@ struct Settings {
   std::int64_t authorizationStatus = 0;
   std::int64_t promptAnswer = 3;
   /// Local identifier of the album of the whole library; nothing: there is none.
-  std::optional<std::string> userLibraryAlbum;
+  std::optional<std::string> userLibraryAlbum = {};
   /// What opening a URL answers; nothing: the system opens it.
-  std::optional<bool> opensURLs;
+  std::optional<bool> opensURLs = {};
   bool deletionSuccess = true;
-  std::optional<std::string> deletionError;
+  std::optional<std::string> deletionError = {};
   bool networkReachable = true;
 };
 
 /// Bytes that a library holds: a file under originals/, or, without a digest, `size` zero bytes.
 struct Content {
   std::int64_t size = 0;
-  std::optional<std::string> sha256;
+  std::optional<std::string> sha256 = {};
 };
 
 /// Where the delivery of a resource stops, and the error it completes with.
 struct DeliveryFailure {
   std::int64_t afterBytes = 0;
-  std::string error;
+  std::string error = {};
 };
 
 struct NewResource {
   std::int64_t type = 0;
-  std::string originalFilename;
-  Content content;
+  std::string originalFilename = {};
+  Content content = {};
   bool cloud = false;
   /// Lengths of the first chunks delivered.
-  std::vector<std::int64_t> chunks;
-  std::optional<DeliveryFailure> failure;
+  std::vector<std::int64_t> chunks = {};
+  std::optional<DeliveryFailure> failure = {};
 };
 
 struct NewAsset {
-  std::string localIdentifier;
+  std::string localIdentifier = {};
   std::int64_t mediaType = 1;
-  std::optional<photos::Date> creationDate;
-  std::optional<photos::Date> modificationDate;
-  std::vector<NewResource> resources;
+  std::optional<photos::Date> creationDate = {};
+  std::optional<photos::Date> modificationDate = {};
+  std::vector<NewResource> resources = {};
 };
 
 /// A row of the table asset.
 struct AssetRow {
   std::int64_t id = 0;
-  std::string localIdentifier;
+  std::string localIdentifier = {};
   photos::AssetMediaType mediaType = photos::AssetMediaType::unknown;
-  std::optional<photos::Date> creationDate;
-  std::optional<photos::Date> modificationDate;
+  std::optional<photos::Date> creationDate = {};
+  std::optional<photos::Date> modificationDate = {};
 };
 
 /// What a listing needs of a row of the table resource.
@@ -67,13 +67,13 @@ struct ResourceRow {
   std::int64_t asset = 0;
   std::int64_t position = 0;
   photos::AssetResourceType type{};
-  std::string originalFilename;
+  std::string originalFilename = {};
 };
 
 /// An asset together with its resources, in order.
 struct AssetWithResources {
   AssetRow asset;
-  std::vector<ResourceRow> resources;
+  std::vector<ResourceRow> resources = {};
 };
 
 }  // namespace platform::local

@@ -97,7 +97,7 @@ std::expected<Content, Error> storeOriginal(const std::filesystem::path& library
 
 ContentSource bytesOfFile(const std::filesystem::path& file) {
   return [file](const auto& take) -> std::optional<Error> {
-    constexpr std::size_t pieceSize = 256 * 1024;
+    constexpr std::size_t pieceSize = 262144;
     const posix::Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor.isOpen()) {
       return fileError(file.string(), "opened", errno);

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <utility>
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): not everywhere declared
 
 namespace platform::local {
 namespace {
