@@ -48,11 +48,9 @@ std::optional<Error> printAccess(const std::filesystem::path& library) {
     return settings.error();
   }
   std::cout << describeStatus(settings->authorizationStatus) << "\nprompt-answer "
-            << describeStatus(settings->promptAnswer) << std::endl;
-  if (!std::cout) {
-    return Error{"standard output: the status can't be written; check where it goes"};
-  }
-  return std::nullopt;
+            << describeStatus(settings->promptAnswer) << "\n"
+            << std::flush;
+  return outputFailure();
 }
 
 std::optional<Error> setAccess(const std::filesystem::path& library,

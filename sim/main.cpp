@@ -20,6 +20,7 @@
 #include "sim/import.h"
 #include "sim/message.h"
 #include "sim/new_library.h"
+#include "sim/recently_deleted.h"
 #include "sim/synthetic.h"
 
 namespace {
@@ -142,7 +143,26 @@ void addAccess(CLI::App& app, Command& chosen) {
   });
 }
 
-constexpr std::array commands{addServe, addCreate, addImport, addAccess};
+struct RecentlyDeletedOptions {
+  std::string library;
+  std::vector<std::string> restored;
+};
+
+void addRecentlyDeleted(CLI::App& app, Command& chosen) {
+  const auto options = std::make_shared<RecentlyDeletedOptions>();
+  CLI::App* const command = addCommand(
+      app, "recently-deleted", "List what reclaim has moved, or put it back", options->library);
+  command->add_option("--restore", options->restored, "Put the assets of these identifiers back")
+      ->type_name("ID");
+  command->callback([=, &chosen] {
+    chosen = [=] {
+      return options->restored.empty() ? sim::printRecentlyDeleted(options->library)
+                                       : sim::restore(options->library, options->restored);
+    };
+  });
+}
+
+constexpr std::array commands{addServe, addCreate, addImport, addAccess, addRecentlyDeleted};
 
 }  // namespace
 
@@ -150,7 +170,7 @@ int main(int argc, char** argv) {
   CLI::App app("Makes, fills, changes and serves local photo libraries.", "photos-sim");
   app.require_subcommand(1);
   Command chosen;
-  for (const auto& add : commands) {
+  for (auto* const add : commands) {
     add(app, chosen);
   }
   try {

@@ -25,6 +25,13 @@ void say(std::string_view message) { print("photos-sim: ", message); }
 
 void sayBelow(std::string_view message) { print("  ", message); }
 
+std::optional<Error> outputFailure() {
+  std::cout << std::flush;
+  return std::cout
+             ? std::nullopt
+             : std::optional(Error{"standard output: it can't be written; check where it goes"});
+}
+
 Error failure(const std::filesystem::path& place, std::string_view problem,
               std::string_view advice) {
   std::string text = place.string();

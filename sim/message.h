@@ -5,6 +5,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -19,6 +20,9 @@ void say(std::string_view message);
 
 /// Prints an indented line below what was said last.
 void sayBelow(std::string_view message);
+
+/// The failure that standard output can't be written, if it is so.
+std::optional<Error> outputFailure();
 
 /// The failure "PLACE: PROBLEM; ADVICE", without the last part when there is no advice.
 Error failure(const std::filesystem::path& place, std::string_view problem,

@@ -70,7 +70,7 @@ std::optional<Error> fillPlace(const BuildingSite& site, const fs::path& library
 // An absolute path without a slash at its end, so that it has a name and a folder.
 std::expected<fs::path, Error> placeOf(const fs::path& library) {
   std::error_code error;
-  fs::path place = fs::absolute(library, error).lexically_normal();
+  fs::path place = fs::absolute(library, error);
   if (error || library.empty()) {
     return std::unexpected(Error{"the library's path is empty; name a folder to make"});
   }

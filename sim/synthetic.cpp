@@ -32,7 +32,7 @@ class Chance {
 
 // As cameras count: IMG_0001 to IMG_9999, then again.
 std::string cameraName(std::int64_t index) {
-  std::string digits = std::to_string(index % 9999 + 1);
+  const std::string digits = std::to_string(index % 9999 + 1);
   return "IMG_" + std::string(4 - digits.size(), '0') + digits;
 }
 

@@ -1,0 +1,173 @@
+#include "tests/platform_contract.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <future>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tests {
+namespace {
+
+using namespace photos;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+std::vector<std::string> identifiers(AssetFetchResult& result) {
+  std::vector<std::string> list;
+  for (std::size_t index = 0; index < result.count(); ++index) {
+    list.push_back(result.objectAtIndex(index)->localIdentifier());
+  }
+  return list;
+}
+
+const DescribedLibrary mixed{.assets = {{"late", 30.5},
+                                        {"Z", 20, AssetMediaType::audio},
+                                        {"undated"},
+                                        {"early", -1e9},
+                                        {"A", 20, AssetMediaType::video},
+                                        {"undated too", {}, AssetMediaType::unknown},
+                                        {"M", 20}}};
+
+TEST_P(PlatformContract, FetchesInOrderOfDatesAndKeepsItAmongEqualOnes) {
+  const auto platform = GetParam()(mixed);
+  const auto all = identifiers(*platform->fetchAssets({}));
+  EXPECT_THAT(all, UnorderedElementsAre("early", "Z", "A", "M", "late", "undated", "undated too"));
+  EXPECT_EQ(identifiers(*platform->fetchAssets({})), all);
+  auto dated = all;
+  std::erase_if(dated, [](const std::string& name) { return name.starts_with("undated"); });
+  EXPECT_THAT(dated, ElementsAre("early", "Z", "A", "M", "late"));
+}
+
+TEST_P(PlatformContract, LeavesOutWhatIsOfTheCutoffsDateOrLaterOrOfNone) {
+  const auto platform = GetParam()(mixed);
+  for (const auto& [cutoff, count] : std::vector<std::pair<Date, std::size_t>>{
+           {-1e9, 0}, {0, 1}, {20, 1}, {20.5, 4}, {30.5, 4}, {30.500000001, 5}, {1e300, 5}}) {
+    const auto result = platform->fetchAssets({.creationDateBefore = cutoff});
+    EXPECT_EQ(result->count(), count) << cutoff;
+    EXPECT_EQ(result->firstObject() != nullptr, count > 0) << cutoff;
+  }
+  EXPECT_THAT(identifiers(*platform->fetchAssets({.creationDateBefore = 30.5})),
+              ElementsAre("early", "Z", "A", "M"));
+}
+
+TEST_P(PlatformContract, FetchesEachAssetOnceByItsIdentifier) {
+  const auto platform = GetParam()(mixed);
+  const auto fetch = [&](const std::vector<std::string>& wanted) {
+    return identifiers(*platform->fetchAssetsWithLocalIdentifiers(wanted));
+  };
+  EXPECT_THAT(fetch({"M", "undated", "nobody", "M", "", "m", "Z"}),
+              UnorderedElementsAre("M", "undated", "Z"));
+  EXPECT_THAT(fetch({"nobody"}), IsEmpty());
+  EXPECT_THAT(fetch({}), IsEmpty());
+}
+
+TEST_P(PlatformContract, GivesAssetsAndTheirResourcesAsTheyAre) {
+  const std::vector<std::pair<int, std::string>> resources{
+      {9, "b.MOV"}, {42, ""}, {1, "\u00e9 \u201ca\u201d/\".HEIC"}, {1, "b.MOV"}};
+  DescribedAsset described{"A/L0/001", 0.1, AssetMediaType{9}, -0.5};
+  for (const auto& [type, name] : resources) {
+    described.resources.push_back({AssetResourceType{type}, name});
+  }
+  const auto platform = GetParam()({.assets = {described, {"B/L0/001", 5}}});
+  const auto result = platform->fetchAssets({});
+  const auto asset = result->firstObject();
+  EXPECT_EQ(asset->localIdentifier(), "A/L0/001");
+  EXPECT_EQ(asset->mediaType(), AssetMediaType{9});
+  EXPECT_EQ(asset->creationDate(), 0.1);
+  EXPECT_EQ(asset->modificationDate(), -0.5);
+  std::vector<std::pair<int, std::string>> given;
+  for (const auto& resource : platform->assetResourcesForAsset(*asset)) {
+    given.emplace_back(std::to_underlying(resource->type()), resource->originalFilename());
+  }
+  EXPECT_EQ(given, resources);
+  const auto bare = result->objectAtIndex(1);
+  EXPECT_EQ(bare->modificationDate(), std::nullopt);
+  EXPECT_THAT(platform->assetResourcesForAsset(*bare), IsEmpty());
+}
+
+TEST_P(PlatformContract, WalksALargeResultAsOneWouldByHand) {
+  DescribedLibrary library;
+  for (int number = 0; number < 5000; ++number) {
+    const bool isDated = number % 3 != 0;
+    library.assets.push_back({std::to_string(number),
+                              isDated ? std::optional<Date>(number * 7919 % 1000) : std::nullopt,
+                              AssetMediaType{number / 10 % 4}});
+  }
+  const auto platform = GetParam()(library);
+  for (const auto cutoff : {std::optional<Date>(), std::optional<Date>(500)}) {
+    for (const auto& [images, videos] : {std::pair(true, true), {false, true}, {false, false}}) {
+      const AssetFilter filter{.images = images, .videos = videos};
+      const auto byHand = platform->fetchAssets({.creationDateBefore = cutoff});
+      std::vector<std::size_t> stops;
+      for (std::size_t index = 0; index < byHand->count(); ++index) {
+        const auto asset = byHand->objectAtIndex(index);
+        if (filter.admits(asset->mediaType()) && asset->creationDate()) {
+          stops.push_back(index);
+        }
+      }
+      for (const std::size_t start : {0UL, 1UL, 455UL, byHand->count() - 1}) {
+        const auto passed = std::ranges::lower_bound(stops, start) - stops.begin();
+        const std::vector<std::size_t> left(stops.begin() + passed, stops.end());
+        for (std::size_t skipped = 0; skipped < left.size() + 2;
+             skipped += skipped < 300 ? 1 : 97) {
+          const auto result = platform->fetchAssets({.creationDateBefore = cutoff});
+          EXPECT_EQ(result->indexOfAsset(filter, start, skipped),
+                    skipped < left.size() ? std::optional(left[skipped]) : std::nullopt);
+        }
+        EXPECT_EQ(byHand->indexOfAsset(filter, start, ~std::uint64_t{0}), std::nullopt);
+      }
+    }
+  }
+}
+
+TEST_P(PlatformContract, FindsTheAlbumOfTheWholeLibraryIfThereIsOne) {
+  const auto fetch = [](Platform& platform) {
+    return platform.fetchAssetCollections(AssetCollectionType::smartAlbum,
+                                          AssetCollectionSubtype::smartAlbumUserLibrary);
+  };
+  const auto with = GetParam()({.userLibraryAlbum = "ALBUM/L0/040"});
+  ASSERT_EQ(fetch(*with)->count(), 1U);
+  EXPECT_EQ(fetch(*with)->firstObject()->localIdentifier(), "ALBUM/L0/040");
+  const auto without = GetParam()({});
+  EXPECT_EQ(fetch(*without)->count(), 0U);
+  EXPECT_EQ(fetch(*without)->firstObject(), nullptr);
+}
+
+TEST_P(PlatformContract, PromptsOnlyWhileTheStatusIsNotDetermined) {
+  const auto ask = [](Platform& platform) {
+    std::promise<AuthorizationStatus> answer;
+    platform.requestAuthorization(AccessLevel::readWrite,
+                                  [&](AuthorizationStatus status) { answer.set_value(status); });
+    return answer.get_future().get();
+  };
+  const auto status = [](Platform& platform) {
+    return platform.authorizationStatus(AccessLevel::readWrite);
+  };
+  const auto undetermined = GetParam()({.authorizationStatus = AuthorizationStatus::notDetermined,
+                                        .promptAnswer = AuthorizationStatus::limited});
+  EXPECT_EQ(status(*undetermined), AuthorizationStatus::notDetermined);
+  EXPECT_EQ(ask(*undetermined), AuthorizationStatus::limited);
+  EXPECT_EQ(status(*undetermined), AuthorizationStatus::limited);
+  for (const int settled : {1, 2, 3, 4, 7}) {
+    const auto platform = GetParam()({.authorizationStatus = AuthorizationStatus{settled},
+                                      .promptAnswer = AuthorizationStatus::notDetermined});
+    EXPECT_EQ(ask(*platform), AuthorizationStatus{settled});
+    EXPECT_EQ(status(*platform), AuthorizationStatus{settled});
+  }
+}
+
+TEST_P(PlatformContract, FindsThePathExtensionBehindTheLastDot) {
+  const auto platform = GetParam()({});
+  for (const auto& [name, extension] : std::vector<std::pair<const char*, const char*>>{
+           {"IMG_0001.CR2", "CR2"}, {"a.dng.mov", "mov"}, {"dng", ""}, {"", ""}}) {
+    EXPECT_EQ(platform->pathExtension(name), extension) << name;
+  }
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,110 @@
+// The programs themselves over pipes, where a transcript would be too long.
+#include <gtest/gtest.h>
+
+#include <boost/json.hpp>
+#include <filesystem>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "tests/child_process.h"
+#include "tests/temporary_folder.h"
+
+namespace tests {
+namespace {
+
+using boost::json::array;
+using boost::json::value;
+
+/// All answers to all lines, sent in one go.
+std::string answers(std::vector<std::string> command, const std::string& lines,
+                    const TemporaryFolder& folder) {
+  ChildProcess program(std::move(command), folder.path());
+  auto sender = std::async(std::launch::async, [&] {
+    program.write(lines);
+    program.closeInput();
+  });
+  std::string output = program.readToEnd();
+  sender.get();
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_EQ(program.errors(), "");
+  return output;
+}
+
+void makeLibrary(const std::string& assets, const TemporaryFolder& folder) {
+  ChildProcess program({PHOTOS_SIM, "create", "Library", "--synthetic", assets}, folder.path());
+  ASSERT_EQ(program.wait(), 0) << program.errors();
+}
+
+TEST(PhotosHelper, AnswersWhatItCannotReadAndEndsWithItsInput) {
+  const TemporaryFolder folder;
+  const std::string invalid = R"({"ok":false,"status":"invalid_request"})"
+                              "\n";
+  EXPECT_EQ(answers({PHOTOS_HELPER}, "", folder), "");
+  EXPECT_EQ(answers({PHOTOS_HELPER}, "\nhello\n{", folder), invalid + invalid + invalid);
+}
+
+TEST(Serving, AnswersThousandsOfLinesOfAllKindsInOrder) {
+  const TemporaryFolder folder;
+  makeLibrary("1", folder);
+  std::string lines;
+  std::string expected;
+  const auto add = [&](const std::string& line, const std::string& answer) {
+    lines += line + "\n";
+    expected += answer + "\n";
+  };
+  for (int number = 0; number < 5000; ++number) {
+    add(R"({"command":"discover","limit":1,"offset":)" + std::to_string(-number - 1) + "}",
+        R"({"ok":true,"status":"discovered","assets":[],"nextOffset":)" + std::to_string(-number) +
+            "}");
+    add(std::string(static_cast<std::size_t>(number % 300), '\xF0'),
+        R"({"ok":false,"status":"invalid_request"})");
+    add(R"({"command":"authorize"})", R"({"ok":true,"status":"authorized"})");
+    const std::size_t length = number == 2500 ? 8'000'000 : 1;  // lines may be of any length
+    add(R"({"command":"coffee","note":")" + std::string(length, 'x') + "\"}",
+        R"({"ok":false,"status":"invalid_request","error":"Unknown command"})");
+  }
+  EXPECT_TRUE(answers({PHOTOS_SIM, "serve", "Library"}, lines, folder) == expected);
+}
+
+/// The summaries of all pages, as long as each answer names a next one.
+array allPages(ChildProcess& program, const std::string& fields) {
+  array summaries;
+  value offset = 0;
+  for (bool isLast = false; !isLast;) {
+    program.write(R"({"command":"discover","offset":)" + serialize(offset) + fields + "}\n");
+    const value answer = boost::json::parse(program.readLine());
+    const array& page = answer.at("assets").as_array();
+    summaries.insert(summaries.end(), page.begin(), page.end());
+    const value* const next = answer.as_object().if_contains("nextOffset");
+    isLast = next == nullptr;
+    offset = isLast ? offset : *next;
+  }
+  return summaries;
+}
+
+TEST(Serving, ListsTheSameInPagesOfAnySizeUpToAnyCutoff) {
+  const TemporaryFolder folder;
+  makeLibrary("1200", folder);
+  ChildProcess program({PHOTOS_SIM, "serve", "Library"}, folder.path());
+  const array all = allPages(program, R"(,"limit":500)");
+  ASSERT_GT(all.size(), 1200U);
+  EXPECT_EQ(allPages(program, R"(,"limit":37)"), all);
+  EXPECT_EQ(allPages(program, ""), all);
+
+  const auto date = [&](std::size_t index) { return all.at(index).at("createdAt"); };
+  for (std::size_t index = 1; index < all.size(); ++index) {
+    EXPECT_LE(date(index - 1).to_number<double>(), date(index).to_number<double>());
+  }
+  for (const std::size_t index : {std::size_t{0}, all.size() / 3, all.size() - 1}) {
+    std::size_t earlier = 0;
+    while (date(earlier) != date(index)) {
+      ++earlier;
+    }
+    const array expected(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(earlier));
+    EXPECT_EQ(allPages(program, R"(,"cutoff":)" + serialize(date(index))), expected);
+  }
+}
+
+}  // namespace
+}  // namespace tests

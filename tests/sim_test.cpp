@@ -1,0 +1,242 @@
+// photos-sim: what it makes of files and descriptions, and what it refuses.
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/local/library_writer.h"
+#include "sim/camera_roll.h"
+#include "sim/import.h"
+#include "sim/importer.h"
+#include "sim/new_library.h"
+#include "tests/child_process.h"
+#include "tests/temporary_folder.h"
+
+namespace sim {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::local::LibraryWriter;
+
+class SimTest : public testing::Test {
+ protected:
+  void write(const fs::path& file, const std::string& bytes) const {
+    fs::create_directories((photos_ / file).parent_path());
+    std::ofstream(photos_ / file, std::ios::binary) << bytes;
+  }
+
+  // All rows that the query gives, a line each.
+  [[nodiscard]] std::string rows(const std::string& query) const {
+    const SQLite::Database database((library_ / "library.sqlite").string());
+    SQLite::Statement statement(database, query);
+    std::string text;
+    while (statement.executeStep()) {
+      for (int column = 0; column < statement.getColumnCount(); ++column) {
+        text += (column == 0 ? "" : " ") + statement.getColumn(column).getString();
+      }
+      text += "\n";
+    }
+    return text;
+  }
+
+  struct Outcome {
+    int status;
+    std::string output;
+    std::string errors;
+  };
+  [[nodiscard]] Outcome run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), PHOTOS_SIM);
+    tests::ChildProcess process(std::move(arguments), folder_.path());
+    std::string output = process.readToEnd();
+    const int status = process.wait();
+    return {status, std::move(output), process.errors()};
+  }
+
+  tests::TemporaryFolder folder_;
+  fs::path library_ = folder_.path() / "library";
+  fs::path photos_ = folder_.path() / "photos";
+};
+
+TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
+  const auto resource = [](const std::string& members) {
+    return R"({"assets":[{"resources":[{"type":1,"originalFilename":"a",)" + members + "}]}]}";
+  };
+  const std::string first = "assets[0].resources[0]";
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"[]", "expected an object"},
+      {"{\n\"assets\":[}", "line 2: "},
+      {R"({"asset":[]})", "asset: is no key"},
+      {R"({"authorization":3,"authorization":3})", "authorization: stands here twice"},
+      {R"({"authorization":3.5})", "authorization: expected an integer"},
+      {R"({"promptAnswer":9223372036854775808})", "promptAnswer: expected an integer"},
+      {R"({"opensURLs":"no"})", "opensURLs: expected true, false or"},
+      {R"({"deletion":{}})", "deletion.success: is required"},
+      {R"({"assets":[{},{"creationDate":1e999}]})", "assets[1].creationDate: expected a finite"},
+      {R"({"assets":[{"localIdentifier":"a"},{"localIdentifier":"a"}]})",
+       "assets[1].localIdentifier: is that of assets[0] already"},
+      {R"({"assets":[{"resources":[{"type":"1"}]}]})", first + ".type: expected an integer"},
+      {R"({"assets":[{"resources":[{"type":1,"size":1}]}]})", first + ".originalFilename: is req"},
+      {resource(R"("size":1,"text":"")"), first + ": expected exactly one of file, text and size"},
+      {resource(R"("cloud":true)"), first + ": expected exactly one of file, text and size"},
+      {resource(R"("size":-1)"), first + ".size: expected an integer that is not negative"},
+      {resource(R"("file":"nowhere.jpg")"), first + ".file: there is no "},
+      {resource(R"("size":1,"chunks":[1,-1])"), first + ".chunks[1]: expected"},
+      {resource(R"("size":1,"failure":{"afterBytes":-1})"),
+       first + ".failure.afterBytes: expected"},
+  };
+  for (const auto& [text, expected] : cases) {
+    write("description.json", text);
+    const auto [status, output, errors] =
+        run({"create", "library", "--from", "photos/description.json"});
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(errors.starts_with("photos-sim: photos/description.json: " + expected)) << errors;
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1);
+    EXPECT_FALSE(fs::exists(library_));
+  }
+}
+
+TEST_F(SimTest, MakesWhatADescriptionSays) {
+  write("p/photo.jpg", "0123456789");
+  write("description.json",
+        R"({"authorization":4.0,"userLibraryAlbum":null,"deletion":{"success":false,"error":"no"},
+            "assets":[{"localIdentifier":"A","mediaType":9,"creationDate":0.5,"resources":[
+              {"type":5e0,"originalFilename":"a.jpg","file":"p/photo.jpg","cloud":true,
+               "chunks":[0,3],"failure":{"afterBytes":4,"error":"lost"}},
+              {"type":-1,"originalFilename":"b","text":"xy"},
+              {"type":2,"originalFilename":"c","size":7}]}]})");
+  ASSERT_EQ(run({"create", "library", "--from", "photos/description.json"}).status, 0);
+  EXPECT_EQ(rows("SELECT * FROM library"), "1 4 3   0 no 1\n");
+  EXPECT_EQ(rows("SELECT localIdentifier, mediaType, creationDate, modificationDate FROM asset"),
+            "A 9 0.5 \n");
+  EXPECT_EQ(rows("SELECT type, originalFilename, size, cloud, sha256 IS NULL, failureAfterBytes, "
+                 "failureError FROM resource ORDER BY position"),
+            "5 a.jpg 10 1 0 4 lost\n-1 b 2 0 0  \n2 c 7 0 1  \n");
+}
+
+TEST_F(SimTest, MakesALibraryWholeOrNotAtAll) {
+  const fs::path site = folder_.path() / ".library.incomplete";
+  const auto nothing = [](LibraryWriter&) { return std::optional<Error>(); };
+  EXPECT_TRUE(makeLibrary(library_, defaultSettings(),
+                          [](LibraryWriter&) { return std::optional(Error{"the disk is full"}); }));
+  EXPECT_FALSE(fs::exists(library_) || fs::exists(site));
+
+  fs::create_directories(site / "originals");
+  std::ofstream(site / "stranger") << "not ours";
+  EXPECT_TRUE(makeLibrary(library_, defaultSettings(), nothing));
+  EXPECT_TRUE(fs::exists(site / "stranger"));
+
+  fs::remove(site / "stranger");
+  std::ofstream(site / "library.sqlite") << "of a run that was killed";
+  EXPECT_FALSE(makeLibrary(library_, defaultSettings(), [&](LibraryWriter&) {
+    EXPECT_TRUE(makeLibrary(library_, defaultSettings(), nothing)) << "two runs build at once";
+    return std::optional<Error>();
+  }));
+  EXPECT_EQ(rows("SELECT authorizationStatus, promptAnswer FROM library"), "0 3\n");
+  EXPECT_FALSE(fs::exists(site));
+  EXPECT_TRUE(makeLibrary(library_, defaultSettings(), nothing)) << "one is there already";
+}
+
+TEST_F(SimTest, ImportsEachFileOnceAndNamesTheRest) {
+  write("a/IMG_1.JPG", "one");
+  write("a/IMG_2.MOV", "two");
+  EXPECT_FALSE(importFolders(library_, {{photos_}}));
+  write("a/IMG_1.MOV", "three");
+  write("b/IMG_7.JPG", "one");
+  write("b/notes.txt", "none");
+  fs::create_symlink("nowhere", photos_ / "b" / "IMG_8.JPG");
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(importFolders(library_, {{photos_}}));  // for the link that leads nowhere
+  const std::string told = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(rows("SELECT asset, type, originalFilename FROM resource ORDER BY asset, position"),
+            "1 1 IMG_1.JPG\n1 9 IMG_1.MOV\n2 2 IMG_2.MOV\n");
+  EXPECT_NE(told.find("added 0 assets and 1 file; 3 files already"), std::string::npos) << told;
+  EXPECT_NE(told.find("b/notes.txt"), std::string::npos) << told;
+  EXPECT_NE(told.find("b/IMG_8.JPG: "), std::string::npos) << told;
+
+  fs::remove(photos_ / "b" / "IMG_8.JPG");
+  EXPECT_FALSE(importFolders(library_, {{photos_}}));
+  EXPECT_EQ(rows("SELECT count(*) FROM resource"), "3\n");
+  EXPECT_TRUE(importFolders(library_, {{folder_.path()}})) << "the library's own files";
+  const auto error = importFolders(folder_.path() / "new", {{photos_, folder_.path() / "nowhere"}});
+  ASSERT_TRUE(error);
+  EXPECT_NE(error->localizedDescription.find("a folder that you may read"), std::string::npos);
+  EXPECT_FALSE(fs::exists(folder_.path() / "new"));
+}
+
+TEST_F(SimTest, DatesAnImportedPhotoByItsExifElseByItsPairElseByItsFile) {
+  using namespace std::string_literals;
+  // A TIFF file with nothing but DateTimeOriginal and OffsetTimeOriginal.
+  write("IMG_1.DNG",
+        "II*\0\x08\0\0\0\x01\0\x69\x87\x04\0\x01\0\0\0\x1A\0\0\0\0\0\0\0"
+        "\x02\0\x03\x90\x02\0\x14\0\0\0\x38\0\0\0\x11\x90\x02\0\x07\0\0\0\x4C\0\0\0\0\0\0\0"
+        "2023:07:14 12:00:00\0+02:00\0"s);
+  write("IMG_1.JPG", "no Exif");
+  write("IMG_2.JPG", "none either");
+  const fs::file_time_type changed{std::chrono::file_clock::from_sys(
+      std::chrono::sys_seconds(std::chrono::seconds(1'000'000'000)))};
+  fs::last_write_time(photos_ / "IMG_1.JPG", changed);
+  fs::last_write_time(photos_ / "IMG_2.JPG", changed);
+  EXPECT_FALSE(importFolders(library_, {{photos_}}));
+  EXPECT_EQ(rows("SELECT creationDate, modificationDate FROM asset ORDER BY id"),
+            "1689328800.0 1000000000.0\n1000000000.0 1000000000.0\n");
+}
+
+TEST_F(SimTest, LeavesOutAGroupWhosePhotoCannotBeRead) {
+  write("IMG_1.MOV", "its video");
+  ASSERT_FALSE(makeLibrary(library_, defaultSettings(), [&](LibraryWriter& library) {
+    Importer importer(library);
+    auto error = importer.add({photos_, groupFiles({"IMG_1.JPG", "IMG_1.MOV"}).groups.at(0)});
+    EXPECT_EQ(importer.unreadable().size(), 2U);
+    return error;
+  }));
+  EXPECT_EQ(rows("SELECT * FROM asset"), "");
+}
+
+TEST_F(SimTest, SyntheticLibrariesAreTheSameEachTimeAndHaveTheirShape) {
+  const std::string all = "SELECT * FROM asset JOIN resource ON asset = id";
+  std::string before;
+  for (int time = 0; time < 2; ++time) {
+    fs::remove_all(library_);
+    ASSERT_EQ(run({"create", "library", "--synthetic", "2000"}).status, 0);
+    EXPECT_TRUE(before.empty() || before == rows(all));
+    before = rows(all);
+  }
+  const auto between = [&](const char* query, int low, int high) {
+    const int count = std::stoi(rows(query));
+    EXPECT_TRUE(low <= count && count <= high) << query << ": " << count;
+  };
+  between("SELECT count(DISTINCT localIdentifier) FROM asset", 2000, 2000);
+  between("SELECT count(*) FROM asset WHERE mediaType = 2", 160, 240);
+  between("SELECT count(*) FROM resource WHERE type = 9", 310, 410);
+  between("SELECT count(*) FROM resource WHERE type = 7", 70, 130);
+  between("SELECT count(*) FROM resource WHERE type = 4", 25, 60);
+  between("SELECT (max(creationDate) - min(creationDate)) / 31557600 FROM asset", 14, 15);
+  between(
+      "SELECT sum(a.creationDate < b.creationDate) FROM asset a JOIN asset b ON b.id = a.id + 1",
+      900, 1100);
+}
+
+TEST_F(SimTest, ReadsAndSetsTheAccessStatusAndTellsWrongUsage) {
+  EXPECT_EQ(run({"access", "library"}).status, 1);
+  ASSERT_EQ(run({"create", "library"}).status, 0);
+  EXPECT_EQ(run({"access", "library"}).output, "0 not-determined\nprompt-answer 3 authorized\n");
+  EXPECT_EQ(run({"access", "library", "limited", "--prompt-answer", "-7"}).status, 0);
+  EXPECT_EQ(run({"access", "library"}).output, "4 limited\nprompt-answer -7\n");
+  const std::vector<std::vector<std::string>> wrong{
+      {}, {"fly"}, {"create"}, {"create", "x", "--synthetic", "-1"}, {"access", "library", "open"}};
+  for (const auto& arguments : wrong) {
+    const auto [status, output, errors] = run(arguments);
+    EXPECT_EQ(status, 2) << errors;
+    EXPECT_EQ(output, "");
+  }
+  EXPECT_EQ(run({"--help"}).status, 0);
+}
+
+}  // namespace
+}  // namespace sim

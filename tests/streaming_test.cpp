@@ -1,0 +1,274 @@
+// Exports and estimates where something goes wrong on the way, on a real local library, with real
+// files and one broken operation at most.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "photos/estimate.h"
+#include "photos/export.h"
+#include "platform/local/library_writer.h"
+#include "platform/local/local_platform.h"
+#include "tests/forwarding_platform.h"
+#include "tests/temporary_folder.h"
+
+namespace tests {
+namespace {
+
+namespace fs = std::filesystem;
+using photos::Error;
+using platform::local::Content;
+using platform::local::LibraryWriter;
+using platform::local::NewAsset;
+using protocol::Request;
+using protocol::Response;
+
+constexpr auto digestOfABC = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+
+std::string bytesOf(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// What a file handle does to each write, by number, and to the close.
+struct Faults {
+  int failingWrite = 0;
+  bool closeFails = false;
+  int writes = 0;
+  int closes = 0;
+};
+
+class FaultyHandle : public photos::FileHandle {
+ public:
+  FaultyHandle(std::unique_ptr<FileHandle> handle, Faults& faults)
+      : handle_(std::move(handle)), faults_(faults) {}
+  std::optional<Error> write(std::span<const std::byte> bytes) override {
+    const bool fails = ++faults_.writes == faults_.failingWrite;
+    return fails ? Error{"write failed"} : handle_->write(bytes);
+  }
+  std::optional<Error> close() override {
+    ++faults_.closes;
+    const auto error = handle_->close();
+    return faults_.closeFails ? Error{"close failed"} : error;
+  }
+
+ private:
+  std::unique_ptr<FileHandle> handle_;
+  Faults& faults_;
+};
+
+class FaultyFiles : public ForwardingPlatform {
+ public:
+  using ForwardingPlatform::ForwardingPlatform;
+  Faults faults;
+  std::expected<std::unique_ptr<photos::FileHandle>, Error> fileHandleForWriting(
+      const std::string& path) override {
+    auto handle = ForwardingPlatform::fileHandleForWriting(path);
+    if (handle) {
+      handle = std::make_unique<FaultyHandle>(std::move(*handle), faults);
+    }
+    return handle;
+  }
+};
+
+/// A library of one asset, "A", and a folder for what is exported.
+class Streaming : public testing::Test {
+ protected:
+  void makeLibrary(const std::function<void(LibraryWriter&, NewAsset&)>& describe) {
+    fs::create_directory(library_);
+    auto writer = LibraryWriter::create(library_, {.authorizationStatus = 3});
+    ASSERT_TRUE(writer);
+    NewAsset asset{.localIdentifier = "A"};
+    describe(*writer, asset);
+    ASSERT_TRUE(writer->addAsset(asset));
+    ASSERT_FALSE(writer->finish());
+  }
+
+  /// One resource of type 1 that holds the text.
+  void makeLibraryOfText(const std::string& text, std::vector<std::int64_t> chunks = {},
+                         std::optional<platform::local::DeliveryFailure> failure = {}) {
+    makeLibrary([&](LibraryWriter& writer, NewAsset& asset) {
+      asset.resources = {{.type = 1,
+                          .originalFilename = "a.jpg",
+                          .content = writer.storeText(text).value(),
+                          .chunks = std::move(chunks),
+                          .failure = std::move(failure)}};
+    });
+  }
+
+  [[nodiscard]] Request request(const std::string& destination = "") const {
+    return {.command = "export",
+            .assetID = "A",
+            .photoKitResourceType = 1,
+            .destination = destination.empty() ? destination_.string() : destination};
+  }
+
+  void expectFailure(const std::string& error, photos::Platform& platform) {
+    const Response response = photos::export_(request(), platform);
+    EXPECT_FALSE(response.ok);
+    EXPECT_EQ(response.status, "export_failed");
+    EXPECT_EQ(response.error, error);
+    EXPECT_FALSE(response.sha256 || response.bytes);
+  }
+
+  void expectSuccess(const std::string& sha256, std::int64_t bytes, photos::Platform& platform) {
+    const Response response = photos::export_(request(), platform);
+    EXPECT_EQ(response.status, "exported") << response.error.value_or("");
+    EXPECT_EQ(response.sha256, sha256);
+    EXPECT_EQ(response.bytes, bytes);
+    EXPECT_EQ(fs::file_size(destination_), static_cast<std::uintmax_t>(bytes));
+    EXPECT_EQ(photos::estimate(request(), platform).bytes, bytes);
+  }
+
+  TemporaryFolder folder_;
+  fs::path library_ = folder_.path() / "Library";
+  fs::path destination_ = folder_.path() / "out";
+  platform::local::LocalPlatform local_{library_};
+  FaultyFiles faulty_{local_};
+};
+
+TEST_F(Streaming, WritesExactlyTheBytesWhateverTheChunksAndWhateverWasThere) {
+  makeLibraryOfText("abc", {2, 0});
+  std::ofstream(destination_) << "something longer than that";
+  expectSuccess(digestOfABC, 3, local_);
+  EXPECT_EQ(bytesOf(destination_), "abc");
+}
+
+TEST_F(Streaming, HashesContentOfManyChunks) {
+  // The long vector of FIPS 180-4, and as many zeros as take a part of a chunk at the end.
+  makeLibraryOfText(std::string(1'000'000, 'a'));
+  expectSuccess("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0", 1'000'000,
+                local_);
+  fs::remove_all(library_);
+  makeLibrary([](LibraryWriter&, NewAsset& asset) {
+    asset.resources = {{.type = 1, .originalFilename = "a.jpg", .content = {.size = 67108865}}};
+  });
+  expectSuccess("91990977345985aaf03af1358f4f989d7eaf985b58529efb72f613c588f6599a", 67108865,
+                local_);
+}
+
+TEST_F(Streaming, StopsWritingAtTheFirstFailedWrite) {
+  makeLibraryOfText("abc", {1, 1, 1});
+  faulty_.faults.failingWrite = 2;
+  expectFailure("write failed", faulty_);
+  EXPECT_EQ(faulty_.faults.writes, 2);
+  EXPECT_EQ(faulty_.faults.closes, 1);
+  EXPECT_EQ(bytesOf(destination_), "a");
+}
+
+TEST_F(Streaming, ReportsAFailedCloseRatherThanAFailedWrite) {
+  makeLibraryOfText("abc");
+  faulty_.faults.closeFails = true;
+  expectFailure("close failed", faulty_);
+  faulty_.faults = {.failingWrite = 1, .closeFails = true};
+  expectFailure("close failed", faulty_);
+}
+
+TEST_F(Streaming, ReportsALibraryErrorRatherThanAFailedWriteAndKeepsWhatCame) {
+  makeLibraryOfText("abcdef", {2, 2}, {{.afterBytes = 5, .error = "library failed"}});
+  expectFailure("library failed", local_);
+  EXPECT_EQ(bytesOf(destination_), "abcde");
+  EXPECT_EQ(photos::estimate(request(), local_).status, "estimate_failed");
+  faulty_.faults.failingWrite = 2;
+  expectFailure("library failed", faulty_);
+  EXPECT_EQ(faulty_.faults.closes, 0) << "an unfinished file is only let go";
+  EXPECT_EQ(bytesOf(destination_), "ab");
+}
+
+TEST_F(Streaming, MakesNoRequestForDataThatCannotBeWritten) {
+  struct NoData : ForwardingPlatform {
+    using ForwardingPlatform::ForwardingPlatform;
+    void requestDataForAssetResource(const photos::AssetResource& /*resource*/,
+                                     const photos::AssetResourceRequestOptions& /*options*/,
+                                     DataReceivedHandler /*dataReceivedHandler*/,
+                                     CompletionHandler /*completionHandler*/) override {
+      ADD_FAILURE() << "data was requested";
+    }
+  };
+  makeLibraryOfText("abc");
+  fs::create_directory(destination_);
+  NoData platform(local_);
+  expectFailure("The file “" + destination_.string() +
+                    "” could not be opened for writing: " + "Is a directory",
+                platform);
+}
+
+TEST_F(Streaming, TakesACompletionThatComesBeforeTheRequestReturns) {
+  struct AtOnce : ForwardingPlatform {
+    using ForwardingPlatform::ForwardingPlatform;
+    void requestDataForAssetResource(const photos::AssetResource& /*resource*/,
+                                     const photos::AssetResourceRequestOptions& options,
+                                     DataReceivedHandler dataReceivedHandler,
+                                     CompletionHandler completionHandler) override {
+      EXPECT_TRUE(options.networkAccessAllowed);
+      dataReceivedHandler(std::as_bytes(std::span("abc", 3)));
+      completionHandler(std::nullopt);
+    }
+  };
+  makeLibraryOfText("from the library");
+  AtOnce platform(local_);
+  expectSuccess(digestOfABC, 3, platform);
+}
+
+TEST_F(Streaming, TellsWhatIsWrongWithAnOriginal) {
+  makeLibraryOfText("abc");
+  const fs::path original = library_ / "originals" / "ba" / digestOfABC;
+  ASSERT_EQ(bytesOf(original), "abc");
+  std::ofstream(original) << "abcd";
+  expectFailure("The original “a.jpg” is longer than the library recorded", local_);
+  std::ofstream(original) << "ab";
+  expectFailure("The original “a.jpg” is shorter than the library recorded", local_);
+  EXPECT_EQ(bytesOf(destination_), "");
+  fs::remove(original);
+  expectFailure("The original “a.jpg” is missing from the library", local_);
+  EXPECT_EQ(photos::estimate(request(), local_).status, "estimate_failed");
+}
+
+TEST_F(Streaming, SurvivesTheFileSizeLimit) {
+  makeLibrary([](LibraryWriter&, NewAsset& asset) {
+    asset.resources = {{.type = 1, .originalFilename = "a.jpg", .content = {.size = 1'000'000}}};
+  });
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit low{.rlim_cur = 300'000, .rlim_max = limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &low), 0);
+  expectFailure("The file “" + destination_.string() + "” could not be written: File too large",
+                local_);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  EXPECT_EQ(fs::file_size(destination_), 300'000U);
+}
+
+int openDescriptors() {
+  constexpr int enough = 256;
+  int count = 0;
+  for (int descriptor = 0; descriptor < enough; ++descriptor) {
+    count += fcntl(descriptor, F_GETFD) >= 0 ? 1 : 0;
+  }
+  return count;
+}
+
+TEST_F(Streaming, LeaksNoDescriptorOverThousandsOfFailures) {
+  makeLibraryOfText("abc", {}, {{.afterBytes = 1, .error = "library failed"}});
+  faulty_.faults.failingWrite = 1;
+  expectFailure("library failed", faulty_);
+  const int before = openDescriptors();
+  for (int round = 0; round < 2500; ++round) {
+    faulty_.faults.writes = 0;
+    ASSERT_EQ(photos::export_(request(), faulty_).status, "export_failed");
+    ASSERT_EQ(photos::export_(request(), local_).status, "export_failed");
+    ASSERT_EQ(photos::export_(request("/no/folder"), local_).status, "export_failed");
+    ASSERT_EQ(photos::estimate(request(), local_).status, "estimate_failed");
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,179 @@
+// Plays each transcript against the real program, once with all requests sent in one go and once
+// with each sent when the answer to the one before has come. transcripts/README.md explains the
+// notation to its readers; a line is one of
+//
+//   # a comment, or an empty line
+//   library: FILE.json    a session on the library that photos-sim makes of that description
+//   library: {...}        the same, with the description itself
+//   library: none         a session on a library that is not there
+//   > REQUEST             a line sent as it stands
+//   >% REQUEST            the same, with %HH for any byte
+//   >| REQUEST            the last line of a session, sent without its newline
+//   < ANSWER              the answer to the request above it; may go on over several lines
+//
+// A file may hold several sessions. Each runs in a folder of its own, against which relative paths
+// in requests count, with its library at "Library".
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <boost/json.hpp>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/child_process.h"
+#include "tests/temporary_folder.h"
+
+namespace tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Exchange {
+  /// Where the request stands in the transcript.
+  std::size_t lineNumber = 0;
+  std::string request;
+  /// What the program is to answer, as JSON text.
+  std::string answer;
+};
+
+struct Session {
+  std::string library;
+  std::vector<Exchange> exchanges;
+};
+
+std::string withoutEscapes(std::string_view text) {
+  std::string bytes;
+  while (!text.empty()) {
+    const std::size_t taken = text.front() == '%' ? 3 : 1;
+    unsigned char byte = static_cast<unsigned char>(text.front());
+    if (taken == 3 &&
+        std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr != text.data() + 3) {
+      throw std::runtime_error("a percent sign without two hexadecimal digits");
+    }
+    bytes.push_back(static_cast<char>(byte));
+    text.remove_prefix(taken);
+  }
+  return bytes;
+}
+
+std::vector<Session> readTranscript(const fs::path& path) {
+  std::ifstream file(path);
+  std::vector<Session> sessions;
+  std::size_t lineNumber = 0;
+  for (std::string line; std::getline(file, line);) {
+    ++lineNumber;
+    if (line.empty() || line.starts_with('#')) {
+      continue;
+    }
+    const std::size_t space = line.find(' ');
+    const std::string mark = line.substr(0, space);
+    const std::string rest = space == std::string::npos ? "" : line.substr(space + 1);
+    if (mark == "library:") {
+      sessions.push_back({.library = rest, .exchanges = {}});
+    } else if (!sessions.empty() && (mark == ">" || mark == ">%" || mark == ">|")) {
+      const std::string request = mark == ">%" ? withoutEscapes(rest) : rest;
+      const char* const end = mark == ">|" ? "" : "\n";
+      sessions.back().exchanges.push_back({lineNumber, request + end, ""});
+    } else if (mark == "<" && !sessions.empty() && !sessions.back().exchanges.empty()) {
+      sessions.back().exchanges.back().answer += rest;
+    } else {
+      throw std::runtime_error("not in the notation: line " + std::to_string(lineNumber));
+    }
+  }
+  return sessions;
+}
+
+std::vector<std::string> allTranscripts() {
+  std::vector<std::string> names;
+  for (const fs::path& file : fs::directory_iterator(TRANSCRIPTS)) {
+    if (file.extension() == ".transcript" && file.stem() != TRANSCRIPT_LEFT_OUT) {
+      names.push_back(file.stem());
+    }
+  }
+  std::ranges::sort(names);
+  return names;
+}
+
+void makeLibrary(const std::string& description, const fs::path& folder) {
+  fs::path file = fs::path(TRANSCRIPTS) / description;
+  if (description.starts_with('{')) {
+    file = folder / "description.json";
+    std::ofstream(file) << description;
+  }
+  ChildProcess program({PHOTOS_SIM, "create", "Library", "--from", file}, folder);
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+}
+
+void checkAnswer(const Exchange& exchange, std::string answer) {
+  SCOPED_TRACE("line " + std::to_string(exchange.lineNumber) + ": " + exchange.request);
+  ASSERT_TRUE(answer.ends_with('\n')) << "no answer";
+  answer.pop_back();
+  boost::system::error_code error;
+  const boost::json::value parsed = boost::json::parse(answer, error);
+  EXPECT_FALSE(error) << answer;
+  EXPECT_EQ(parsed, boost::json::parse(exchange.answer));
+}
+
+enum class Sending { inOneGo, oneAtATime };
+
+void play(const Session& session, Sending sending) {
+  const TemporaryFolder folder;
+  const bool isThere = session.library != "none";
+  if (isThere) {
+    makeLibrary(session.library, folder.path());
+  }
+  ChildProcess program({PHOTOS_SIM, "serve", "Library"}, folder.path());
+  // What is sent in one go is sent from another thread, so that answers can be read meanwhile.
+  std::future<void> sender;
+  if (sending == Sending::inOneGo) {
+    sender = std::async(std::launch::async, [&] {
+      for (const Exchange& exchange : session.exchanges) {
+        program.write(exchange.request);
+      }
+      program.closeInput();
+    });
+  }
+  for (const Exchange& exchange : session.exchanges) {
+    if (sending == Sending::oneAtATime) {
+      program.write(exchange.request);
+      if (!exchange.request.ends_with('\n')) {
+        program.closeInput();
+      }
+    }
+    checkAnswer(exchange, program.readLine());
+  }
+  if (sending == Sending::inOneGo) {
+    sender.get();
+  }
+  program.closeInput();
+  EXPECT_EQ(program.readToEnd(), "") << "more answers than requests";
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_TRUE(!isThere || program.errors().empty()) << program.errors();
+}
+
+class Transcript : public testing::TestWithParam<std::string> {
+ protected:
+  static void playAll(Sending sending) {
+    const auto sessions = readTranscript(fs::path(TRANSCRIPTS) / (GetParam() + ".transcript"));
+    ASSERT_FALSE(sessions.empty());
+    for (const Session& session : sessions) {
+      play(session, sending);
+    }
+  }
+};
+
+TEST_P(Transcript, SentInOneGo) { playAll(Sending::inOneGo); }
+
+TEST_P(Transcript, SentOneAtATime) { playAll(Sending::oneAtATime); }
+
+INSTANTIATE_TEST_SUITE_P(All, Transcript, testing::ValuesIn(allTranscripts()),
+                         [](const auto& transcript) { return transcript.param; });
+
+}  // namespace
+}  // namespace tests
