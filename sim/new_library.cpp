@@ -1,12 +1,10 @@
 #include "sim/new_library.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <expected>
 #include <system_error>
 #include <utility>
 
+#include "platform/posix/file_handle.h"
 #include "sim/building_site.h"
 
 namespace sim {
@@ -37,15 +35,6 @@ std::optional<Error> build(const fs::path& folder, const Settings& settings,
   return writer->finish();
 }
 
-// A name in a folder is on disk when the folder is. Some file systems can't be asked to.
-void syncFolder(const fs::path& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor >= 0) {
-    fsync(descriptor);
-    close(descriptor);
-  }
-}
-
 std::optional<Error> moveIntoPlace(const fs::path& folder, const fs::path& library) {
   if (auto error = refuseExisting(library)) {
     return error;
@@ -55,7 +44,7 @@ std::optional<Error> moveIntoPlace(const fs::path& folder, const fs::path& libra
   if (error) {
     return failure(library, error, "choose another place");
   }
-  syncFolder(library.parent_path());
+  platform::posix::syncFolder(library.parent_path().string());
   return std::nullopt;
 }
 

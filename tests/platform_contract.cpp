@@ -19,6 +19,7 @@ using testing::UnorderedElementsAre;
 
 std::vector<std::string> identifiers(AssetFetchResult& result) {
   std::vector<std::string> list;
+  list.reserve(result.count());
   for (std::size_t index = 0; index < result.count(); ++index) {
     list.push_back(result.objectAtIndex(index)->localIdentifier());
   }

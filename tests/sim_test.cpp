@@ -238,5 +238,39 @@ TEST_F(SimTest, ReadsAndSetsTheAccessStatusAndTellsWrongUsage) {
   EXPECT_EQ(run({"--help"}).status, 0);
 }
 
+TEST_F(SimTest, ListsWhatReclaimHasMovedAndPutsItBack) {
+  std::ofstream(folder_.path() / "description.json") << R"({"authorization":3,"assets":[
+      {"localIdentifier":"B","creationDate":2},{"localIdentifier":"C"},
+      {"localIdentifier":"A","creationDate":1,"modificationDate":1.5,
+       "resources":[{"type":1,"originalFilename":"a.jpg","text":"abc"}]}]})";
+  ASSERT_EQ(run({"create", "library", "--from", "description.json"}).status, 0);
+  tests::ChildProcess served({PHOTOS_SIM, "serve", "library"}, folder_.path());
+  served.write("{\"command\":\"reclaim\",\"assetIDs\":[\"B\",\"A\"]}\n");
+  EXPECT_EQ(served.readLine(), "{\"ok\":true,\"status\":\"moved_to_recently_deleted\"}\n");
+  EXPECT_EQ(run({"recently-deleted", "library"}).output,
+            R"({"localIdentifier":"A","mediaType":1,"creationDate":1E0,"modificationDate":1.5E0,)"
+            R"("resources":[{"type":1,"originalFilename":"a.jpg","size":3}]})"
+            "\n"
+            R"({"localIdentifier":"B","mediaType":1,"creationDate":2E0,"resources":[]})"
+            "\n");
+
+  EXPECT_EQ(run({"recently-deleted", "library", "--restore", "A", "C"}).status, 1);
+  EXPECT_EQ(rows("SELECT sum(recentlyDeleted) FROM asset"), "2\n") << "all or none";
+  EXPECT_EQ(run({"recently-deleted", "library", "--restore", "A", "B"}).status, 0);
+  EXPECT_EQ(run({"recently-deleted", "library"}).output, "");
+  served.write("{\"command\":\"estimate\",\"assetID\":\"A\",\"photoKitResourceType\":1}\n");
+  EXPECT_EQ(served.readLine(), "{\"ok\":true,\"status\":\"estimated\",\"bytes\":3}\n");
+}
+
+TEST_F(SimTest, SweepsWhatAnInterruptedImportLeft) {
+  write("a.jpg", "abc");
+  ASSERT_EQ(run({"import", "library", "photos"}).status, 0);
+  std::ofstream(library_ / "originals" / ".incomplete-abcdef") << "half";
+  write("b.jpg", "b");
+  ASSERT_EQ(run({"import", "library", "photos"}).status, 0);
+  EXPECT_FALSE(fs::exists(library_ / "originals" / ".incomplete-abcdef"));
+  EXPECT_EQ(rows("SELECT originalFilename FROM resource"), "a.jpg\nb.jpg\n");
+}
+
 }  // namespace
 }  // namespace sim

@@ -76,6 +76,17 @@ struct LibraryWriter::State {
     }
   }
 
+  std::expected<Content, Error> store(const ContentSource& source) {
+    if (!originals) {
+      auto lock = OriginalsLock::acquire(folder);
+      if (!lock) {
+        return std::unexpected(std::move(lock.error()));
+      }
+      originals = std::move(*lock);
+    }
+    return storeOriginal(folder, source);
+  }
+
   void addResource(std::int64_t asset, std::int64_t position, const NewResource& resource) {
     insertResource.reset();
     insertResource.bind(1, asset);
@@ -99,6 +110,8 @@ struct LibraryWriter::State {
   }
 
   std::filesystem::path folder;
+  /// Taken by the first content that is stored.
+  std::optional<OriginalsLock> originals;
   SQLite::Database database;
   SQLite::Statement insertAsset;
   SQLite::Statement insertResource;
@@ -304,12 +317,11 @@ std::expected<bool, Error> LibraryWriter::restore(std::string_view localIdentifi
 }
 
 std::expected<Content, Error> LibraryWriter::storeFile(const std::filesystem::path& file) {
-  return storeOriginal(state_->folder, bytesOfFile(file));
+  return state_->store(bytesOfFile(file));
 }
 
 std::expected<Content, Error> LibraryWriter::storeText(std::string_view bytes) {
-  return storeOriginal(state_->folder,
-                       [bytes](const auto& take) { return take(std::as_bytes(std::span(bytes))); });
+  return state_->store([bytes](const auto& take) { return take(std::as_bytes(std::span(bytes))); });
 }
 
 }  // namespace platform::local

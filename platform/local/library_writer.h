@@ -74,7 +74,8 @@ class LibraryWriter {
   [[nodiscard]] std::expected<bool, Error> restore(std::string_view localIdentifier);
 
   /// Copies a file's bytes into originals/, where they are on disk when this returns. The same
-  /// bytes are held once. No transaction is needed or touched.
+  /// bytes are held once. No transaction is needed or touched. The first call waits until no other
+  /// writer stores content in this library, which then waits for this one's end.
   [[nodiscard]] std::expected<Content, Error> storeFile(const std::filesystem::path& file);
 
   /// The same for bytes at hand.

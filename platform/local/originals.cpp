@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,11 +20,14 @@ namespace {
 using photos::Error;
 using posix::fileError;
 
+constexpr std::string_view incompletePrefix = ".incomplete-";
+
 /// A new file in `folder` for content that is on its way.
 class IncompleteFile {
  public:
   explicit IncompleteFile(const std::filesystem::path& folder)
-      : path_(folder / ".incomplete-XXXXXX"), descriptor_(mkstemp(path_.data())) {}
+      : path_(folder / (std::string(incompletePrefix) + "XXXXXX")),
+        descriptor_(mkstemp(path_.data())) {}
   IncompleteFile(const IncompleteFile&) = delete;
   IncompleteFile& operator=(const IncompleteFile&) = delete;
   ~IncompleteFile() {
@@ -45,6 +49,7 @@ class IncompleteFile {
       return fileError(place.string(), "put in its place", errno);
     }
     descriptor_ = posix::Descriptor();
+    posix::syncFolder(place.parent_path().string());
     return std::nullopt;
   }
 
@@ -61,6 +66,25 @@ std::filesystem::path originalsFolder(const std::filesystem::path& library) {
 
 std::filesystem::path originalFile(const std::filesystem::path& library, std::string_view sha256) {
   return originalsFolder(library) / sha256.substr(0, 2) / sha256;
+}
+
+std::expected<OriginalsLock, Error> OriginalsLock::acquire(const std::filesystem::path& library) {
+  const std::filesystem::path path = originalsFolder(library);
+  posix::Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  int locked = -1;
+  while (folder.isOpen() && (locked = flock(folder.get(), LOCK_EX)) != 0 && errno == EINTR) {
+  }
+  if (locked != 0) {
+    return std::unexpected(fileError(path.string(), "locked", errno));
+  }
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (entry->path().filename().string().starts_with(incompletePrefix)) {
+      unlink(entry->path().c_str());
+    }
+  }
+  return OriginalsLock(std::move(folder));
 }
 
 std::expected<Content, Error> storeOriginal(const std::filesystem::path& library,
@@ -85,7 +109,12 @@ std::expected<Content, Error> storeOriginal(const std::filesystem::path& library
   content.sha256 = photos::hexadecimal(hasher->finalize());
   const std::filesystem::path place = originalFile(library, *content.sha256);
   std::error_code failure;
-  std::filesystem::create_directory(place.parent_path(), failure);
+  if (std::filesystem::file_size(place, failure) == static_cast<std::uintmax_t>(content.size)) {
+    return content;
+  }
+  if (std::filesystem::create_directory(place.parent_path(), failure)) {
+    posix::syncFolder(originalsFolder(library).string());
+  }
   if (failure) {
     return std::unexpected(fileError(place.parent_path().string(), "made", failure.value()));
   }

@@ -6,9 +6,11 @@
 #include <functional>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "photos/platform.h"
 #include "platform/local/model.h"
+#include "platform/posix/descriptor.h"
 
 namespace platform::local {
 
@@ -23,9 +25,23 @@ namespace platform::local {
 using ContentSource = std::function<std::optional<photos::Error>(
     const std::function<std::optional<photos::Error>(std::span<const std::byte>)>&)>;
 
-/// Keeps content in the library: written beside its place, then moved there whole. When this
-/// returns, the bytes are on disk. A failure leaves nothing behind; a crash, at most a file whose
-/// name begins with ".incomplete-".
+/// The right to store content in a library, which one process has at a time, for as long as the
+/// object lives.
+class OriginalsLock {
+ public:
+  /// Waits until no other process has the right, then removes what interrupted ones have left.
+  [[nodiscard]] static std::expected<OriginalsLock, photos::Error> acquire(
+      const std::filesystem::path& library);
+
+ private:
+  explicit OriginalsLock(posix::Descriptor folder) : folder_(std::move(folder)) {}
+
+  posix::Descriptor folder_;
+};
+
+/// Keeps content in the library, under an OriginalsLock: written beside its place, then moved there
+/// whole, unless it is held already. When this returns, the bytes are on disk. A failure leaves
+/// nothing behind; a crash, at most a file whose name begins with ".incomplete-".
 [[nodiscard]] std::expected<Content, photos::Error> storeOriginal(
     const std::filesystem::path& library, const ContentSource& source);
 

@@ -84,6 +84,13 @@ int writeAll(int descriptor, std::span<const std::byte> bytes) {
   return 0;
 }
 
+void syncFolder(const std::string& path) {
+  const Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.isOpen()) {
+    ::fsync(folder.get());
+  }
+}
+
 photos::Error fileError(const std::string& path, const char* what, int error) {
   return {"The file “" + path + "” could not be " + what + ": " +
           std::generic_category().message(error)};

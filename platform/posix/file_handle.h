@@ -21,6 +21,9 @@ fileHandleForWriting(const std::string& path);
 /// Writes all bytes, however many writes it takes; 0, or the value of errno that ended it.
 [[nodiscard]] int writeAll(int descriptor, std::span<const std::byte> bytes);
 
+/// Makes the names in a folder safe on disk, where the file system can be asked to.
+void syncFolder(const std::string& path);
+
 /// What went wrong with a file: “The file “x” could not be written: No space left on device”.
 /// `what` is the past participle, `error` a value of errno.
 [[nodiscard]] photos::Error fileError(const std::string& path, const char* what, int error);
