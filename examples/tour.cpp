@@ -4,6 +4,7 @@
 // usage: tour PHOTOS_SIM LIBRARY FOLDER   the exported file goes to FOLDER
 //        tour PHOTOS_SIM --play LIBRARY < REQUESTS
 
+#include <algorithm>
 #include <boost/json.hpp>
 #include <ctime>
 #include <iostream>

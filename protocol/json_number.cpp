@@ -15,11 +15,14 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
   std::int64_t exponent = 0;
   const std::size_t exponentAt = text.find_first_of("eE");
   if (exponentAt != std::string_view::npos) {
-    std::string_view power = text.substr(exponentAt + 1);
-    power.remove_prefix(power.starts_with('+') ? 1 : 0);
-    if (std::from_chars(power.data(), power.data() + power.size(), exponent).ec != std::errc{}) {
-      return std::nullopt;
+    std::string_view digitsOfPower = text.substr(exponentAt + 1);
+    digitsOfPower.remove_prefix(digitsOfPower.starts_with('+') ? 1 : 0);
+    int power = 0;
+    const char* const end = digitsOfPower.data() + digitsOfPower.size();
+    if (std::from_chars(digitsOfPower.data(), end, power).ec != std::errc{}) {
+      return std::nullopt;  // beyond what the JSON library takes as a number, too
     }
+    exponent = power;
     text = text.substr(0, exponentAt);
   }
   const bool negative = text.starts_with('-');

@@ -22,12 +22,16 @@ std::optional<std::int64_t> parseStatus(std::string_view text) {
   if (const auto* const name = std::find(names.begin(), names.end(), text); name != names.end()) {
     return name - names.begin();
   }
-  std::int64_t status = 0;
-  const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), status);
+  return parseInteger(text);
+}
+
+std::optional<std::int64_t> parseInteger(std::string_view text) {
+  std::int64_t value = 0;
+  const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || rest != text.data() + text.size()) {
     return std::nullopt;
   }
-  return status;
+  return value;
 }
 
 std::string describeStatus(std::int64_t status) {

@@ -15,6 +15,9 @@ namespace sim {
 /// stands for; nothing for any other text.
 std::optional<std::int64_t> parseStatus(std::string_view text);
 
+/// The number that the whole text writes in decimal, if it fits.
+std::optional<std::int64_t> parseInteger(std::string_view text);
+
 /// The number, and the name if it has one: "3 authorized", "7".
 std::string describeStatus(std::int64_t status);
 

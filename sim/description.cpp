@@ -1,15 +1,15 @@
 #include "sim/description.h"
 
-#include <boost/json/parse.hpp>
 #include <fstream>
-#include <iterator>
+#include <span>
 #include <string_view>
 #include <system_error>
 #include <unordered_map>
 #include <utility>
 
-#include "sim/duplicate_keys.h"
+#include "platform/local/originals.h"
 #include "sim/json_object.h"
+#include "sim/json_reader.h"
 #include "sim/new_library.h"
 
 namespace sim {
@@ -24,10 +24,14 @@ using platform::local::NewResource;
 using platform::local::Settings;
 
 std::expected<std::string, Error> readText(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(stream), {}};
-  if (!stream || fs::is_directory(file)) {
-    return std::unexpected(failure(file, "can't be read", "name a description file"));
+  std::string text;
+  auto error = platform::local::bytesOfFile(file)([&](std::span<const std::byte> bytes) {
+    text.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return std::optional<Error>();
+  });
+  if (error) {
+    return std::unexpected(
+        Error{error->localizedDescription + "; name a description file that you may read"});
   }
   return text;
 }
@@ -131,7 +135,7 @@ void Reader::readResource(const json::value& value, const std::string& place) {
   row.originalFilename = resource.string("originalFilename").value_or("");
   description_.contents.back().push_back(readContent(resource, row));
   row.cloud = resource.boolean("cloud").value_or(false);
-  row.chunks = resource.counts("chunks");
+  row.chunks = resource.counts("chunks", platform::local::longestChunk);
   readFailure(resource, row);
   resource.refuseOthers();
   description_.assets.back().resources.push_back(std::move(row));
@@ -199,16 +203,12 @@ std::expected<Description, Error> readDescription(const fs::path& file) {
   if (!text) {
     return std::unexpected(text.error());
   }
-  if (const auto fault = findJSONFault(*text)) {
-    return std::unexpected(failure(file, *fault));
-  }
-  json::error_code error;
-  const json::value document = json::parse(*text, error);
-  if (error) {
-    return std::unexpected(failure(file, "no valid JSON, " + error.message()));
+  const auto document = parseJSON(*text);
+  if (!document) {
+    return std::unexpected(failure(file, document.error()));
   }
   Reader reader(file.parent_path());
-  reader.read(document);
+  reader.read(*document);
   if (reader.fault()) {
     return std::unexpected(failure(file, *reader.fault()));
   }

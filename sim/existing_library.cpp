@@ -26,8 +26,8 @@ std::expected<LibraryWriter, Error> openLibrary(const std::filesystem::path& lib
   }
   auto writer = LibraryWriter::open(library);
   if (!writer) {
-    return std::unexpected(failure(library, writer.error().localizedDescription,
-                                   "name a library that photos-sim has made"));
+    return std::unexpected(Error{writer.error().localizedDescription +
+                                 "; name a library that photos-sim has made and you may change"});
   }
   return writer;
 }

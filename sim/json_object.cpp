@@ -94,12 +94,12 @@ std::optional<double> JSONObject::date(std::string_view key) {
   return seconds;
 }
 
-std::vector<std::int64_t> JSONObject::counts(std::string_view key) {
+std::vector<std::int64_t> JSONObject::counts(std::string_view key, std::int64_t largest) {
   std::vector<std::int64_t> counts;
   each(key, [&](const json::value& element, const std::string& place) {
     const auto number = integerOf(element);
-    if (!number || *number < 0) {
-      fault_->add(place, "expected an integer that is not negative");
+    if (!number || *number < 0 || *number > largest) {
+      fault_->add(place, "expected an integer from 0 to " + std::to_string(largest));
     }
     counts.push_back(number.value_or(0));
   });

@@ -42,7 +42,7 @@ class JSONObject {
   std::optional<std::string> string(std::string_view key);
   /// A finite number; null reads as missing.
   std::optional<double> date(std::string_view key);
-  std::vector<std::int64_t> counts(std::string_view key);
+  std::vector<std::int64_t> counts(std::string_view key, std::int64_t largest);
 
   using ReadValue = std::function<void(const boost::json::value&, const std::string& place)>;
   /// Gives the member to `read`, if there is one.

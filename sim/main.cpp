@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,7 +55,7 @@ void addServe(CLI::App& app, Command& chosen) {
 struct CreateOptions {
   std::string library;
   std::optional<std::string> description;
-  std::optional<std::int64_t> synthetic;
+  std::string synthetic;
 };
 
 std::optional<Error> create(const CreateOptions& options) {
@@ -69,13 +68,17 @@ std::optional<Error> create(const CreateOptions& options) {
       return sim::addDescribedAssets(library, std::move(*description));
     });
   }
-  if (options.synthetic) {
+  if (const auto count = sim::parseInteger(options.synthetic)) {
     return sim::makeLibrary(options.library, sim::syntheticSettings(), [&](LibraryWriter& library) {
-      return sim::addSyntheticAssets(library, *options.synthetic);
+      return sim::addSyntheticAssets(library, *count);
     });
   }
   return sim::makeLibrary(options.library, sim::defaultSettings(),
                           [](LibraryWriter&) { return std::optional<Error>(); });
+}
+
+std::string checkCount(const std::string& text) {
+  return sim::parseInteger(text).value_or(-1) >= 0 ? "" : text + " is no number of assets";
 }
 
 void addCreate(CLI::App& app, Command& chosen) {
@@ -87,7 +90,7 @@ void addCreate(CLI::App& app, Command& chosen) {
           ->type_name("FILE");
   command->add_option("--synthetic", options->synthetic, "Make this many assets, for measuring")
       ->type_name("N")
-      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
+      ->check(checkCount)
       ->excludes(from);
   command->callback([=, &chosen] { chosen = [=] { return create(*options); }; });
 }

@@ -5,6 +5,7 @@
 #include <boost/json/serialize.hpp>
 #include <boost/json/value.hpp>
 #include <iostream>
+#include <set>
 #include <utility>
 
 #include "platform/local/library_writer.h"
@@ -54,7 +55,8 @@ std::optional<Error> restore(const std::filesystem::path& library,
     return std::move(writer.error());
   }
   return writer->transaction([&]() -> std::optional<Error> {
-    for (const std::string& identifier : localIdentifiers) {
+    for (const std::string& identifier :
+         std::set<std::string>(localIdentifiers.begin(), localIdentifiers.end())) {
       const auto isRestored = writer->restore(identifier);
       if (!isRestored) {
         return isRestored.error();

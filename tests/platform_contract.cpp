@@ -91,6 +91,42 @@ TEST_P(PlatformContract, GivesAssetsAndTheirResourcesAsTheyAre) {
   EXPECT_THAT(platform->assetResourcesForAsset(*bare), IsEmpty());
 }
 
+TEST_P(PlatformContract, GivesTheSameObjectsInWhateverOrderTheyAreAskedFor) {
+  DescribedLibrary library;
+  for (int number = 0; number < 700; ++number) {
+    DescribedAsset& asset = library.assets.emplace_back();
+    asset.localIdentifier = std::to_string(number);
+    asset.creationDate = number * 37 % 100;
+    for (int resource = number % 3; resource > 0; --resource) {
+      asset.resources.push_back({AssetResourceType{resource}, asset.localIdentifier});
+    }
+  }
+  const auto platform = GetParam()(library);
+  const auto expectResources = [&](const Asset& asset) {
+    const auto resources = platform->assetResourcesForAsset(asset);
+    ASSERT_EQ(resources.size(), std::stoul(asset.localIdentifier()) % 3);
+    for (std::size_t index = 0; index < resources.size(); ++index) {
+      EXPECT_EQ(resources[index]->type(),
+                AssetResourceType{static_cast<std::int64_t>(resources.size() - index)});
+      EXPECT_EQ(resources[index]->originalFilename(), asset.localIdentifier());
+    }
+  };
+  const auto result = platform->fetchAssets({});
+  const auto inOrder = identifiers(*result);
+  for (const std::size_t stride : {1UL, 2UL, 129UL, 699UL}) {
+    for (std::size_t step = 0, index = 5; step < inOrder.size(); ++step, index += stride) {
+      const auto asset = result->objectAtIndex(index % inOrder.size());
+      EXPECT_EQ(asset->localIdentifier(), inOrder[index % inOrder.size()]);
+      expectResources(*asset);
+    }
+  }
+  const auto byIdentifiers = platform->fetchAssetsWithLocalIdentifiers(inOrder);
+  ASSERT_EQ(byIdentifiers->count(), inOrder.size());
+  for (std::size_t index = 0; index < inOrder.size(); ++index) {
+    expectResources(*byIdentifiers->objectAtIndex(index));
+  }
+}
+
 TEST_P(PlatformContract, WalksALargeResultAsOneWouldByHand) {
   DescribedLibrary library;
   for (int number = 0; number < 5000; ++number) {

@@ -1,9 +1,12 @@
 // The programs themselves over pipes, where a transcript would be too long.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <boost/json.hpp>
 #include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -13,6 +16,7 @@
 namespace tests {
 namespace {
 
+namespace fs = std::filesystem;
 using boost::json::array;
 using boost::json::value;
 
@@ -65,6 +69,64 @@ TEST(Serving, AnswersThousandsOfLinesOfAllKindsInOrder) {
         R"({"ok":false,"status":"invalid_request","error":"Unknown command"})");
   }
   EXPECT_TRUE(answers({PHOTOS_SIM, "serve", "Library"}, lines, folder) == expected);
+}
+
+TEST(Serving, AnswersWhenThePipeItWritesToLosesItsReader) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.path() / "description.json") << R"({"authorization":3,"assets":[
+      {"localIdentifier":"A","resources":[{"type":1,"originalFilename":"a","size":3000000}]}]})";
+  ChildProcess maker({PHOTOS_SIM, "create", "Library", "--from", "description.json"},
+                     folder.path());
+  ASSERT_EQ(maker.wait(), 0) << maker.errors();
+  const std::string pipe = folder.path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  auto reader = std::async(std::launch::async, [&] {
+    std::ifstream stream(pipe, std::ios::binary);
+    EXPECT_EQ(stream.get(), 0);
+  });
+  ChildProcess program({PHOTOS_SIM, "serve", "Library"}, folder.path());
+  const std::string request =
+      R"({"command":"export","assetID":"A","photoKitResourceType":1,"destination":"pipe"})";
+  std::string answer;
+  do {  // until the reader is there
+    program.write(request + "\n");
+    answer = program.readLine();
+  } while (answer.find("No such device") != std::string::npos);
+  EXPECT_NE(answer.find("could not be written: Broken pipe"), std::string::npos) << answer;
+  program.write("{\"command\":\"authorize\"}\n");
+  EXPECT_EQ(program.readLine(), "{\"ok\":true,\"status\":\"authorized\"}\n");
+}
+
+TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.path() / "description.json") << R"({"authorization":3,
+      "userLibraryAlbum":"ALBUM/L0/020","assets":[{"localIdentifier":"A/L0/001"}]})";
+  ChildProcess maker({PHOTOS_SIM, "create", "Library", "--from", "description.json"},
+                     folder.path());
+  ASSERT_EQ(maker.wait(), 0) << maker.errors();
+  // Stands in for the opener under either system's name: notes its argument, eats input, is noisy.
+  for (const char* name : {"xdg-open", "open"}) {
+    std::ofstream(folder.path() / name) << "#!/bin/sh\necho noise; echo noise >&2; cat\n"
+                                           "echo \"$1\" >>opened; exec test ! -e refuse\n";
+    fs::permissions(folder.path() / name, fs::perms::owner_all);
+  }
+  // Started by a host that ignores the end of its children, which is inherited.
+  ChildProcess program(
+      {"/bin/sh", "-c", "trap '' CHLD; export PATH=\"$PWD:$PATH\"; exec \"$0\" serve Library",
+       PHOTOS_SIM},
+      folder.path());
+  const std::string request = "{\"command\":\"open\",\"assetID\":\"A/L0/001\"}\n";
+  program.write(request);
+  EXPECT_EQ(program.readLine(), "{\"ok\":true,\"status\":\"opened_in_photos\"}\n");
+  std::ofstream(folder.path() / "refuse") << "yes";
+  program.write(request);
+  EXPECT_EQ(program.readLine(), "{\"ok\":false,\"status\":\"opened_in_photos\"}\n");
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_EQ(program.errors(), "");
+  std::ifstream opened(folder.path() / "opened");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(opened), {}),
+            "photos:albums?albumUuid=ALBUM&assetUuid=A\n"
+            "photos:albums?albumUuid=ALBUM&assetUuid=A\n");
 }
 
 /// The summaries of all pages, as long as each answer names a next one.

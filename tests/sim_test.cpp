@@ -84,6 +84,8 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
       {R"({"assets":[{"resources":[{"type":1,"size":1}]}]})", first + ".originalFilename: is req"},
       {resource(R"("size":1,"text":"")"), first + ": expected exactly one of file, text and size"},
       {resource(R"("cloud":true)"), first + ": expected exactly one of file, text and size"},
+      {resource(R"("size":1,"chunks":[0,1048577])"),
+       first + ".chunks[1]: expected an integer from 0 to 1048576"},
       {resource(R"("size":-1)"), first + ".size: expected an integer that is not negative"},
       {resource(R"("file":"nowhere.jpg")"), first + ".file: there is no "},
       {resource(R"("size":1,"chunks":[1,-1])"), first + ".chunks[1]: expected"},
@@ -222,6 +224,15 @@ TEST_F(SimTest, SyntheticLibrariesAreTheSameEachTimeAndHaveTheirShape) {
       900, 1100);
 }
 
+TEST_F(SimTest, RefusesADescriptionThatCannotBeRead) {
+  for (const char* file : {".", "missing.json"}) {
+    const Outcome outcome = run({"create", "library", "--from", file});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(std::ranges::count(outcome.errors, '\n'), 1) << outcome.errors;
+    EXPECT_NE(outcome.errors.find(file), std::string::npos) << outcome.errors;
+  }
+}
+
 TEST_F(SimTest, ReadsAndSetsTheAccessStatusAndTellsWrongUsage) {
   EXPECT_EQ(run({"access", "library"}).status, 1);
   ASSERT_EQ(run({"create", "library"}).status, 0);
@@ -229,7 +240,12 @@ TEST_F(SimTest, ReadsAndSetsTheAccessStatusAndTellsWrongUsage) {
   EXPECT_EQ(run({"access", "library", "limited", "--prompt-answer", "-7"}).status, 0);
   EXPECT_EQ(run({"access", "library"}).output, "4 limited\nprompt-answer -7\n");
   const std::vector<std::vector<std::string>> wrong{
-      {}, {"fly"}, {"create"}, {"create", "x", "--synthetic", "-1"}, {"access", "library", "open"}};
+      {},
+      {"fly"},
+      {"create"},
+      {"create", "x", "--synthetic", "-1"},
+      {"create", "x", "--synthetic", "9223372036854775808"},
+      {"access", "library", "open"}};
   for (const auto& arguments : wrong) {
     const auto [status, output, errors] = run(arguments);
     EXPECT_EQ(status, 2) << errors;

@@ -78,6 +78,11 @@ std::shared_ptr<Connection::Snapshot> Connection::snapshot() {
   return snapshot;
 }
 
+bool Connection::isSound() {
+  return reading(
+      false, [this] { return database_.execAndGet("PRAGMA quick_check(1)").getString() == "ok"; });
+}
+
 photos::AuthorizationStatus Connection::authorizationStatus() {
   constexpr auto restricted = photos::AuthorizationStatus::restricted;
   const auto status = reading(restricted, [this] {

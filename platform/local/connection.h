@@ -1,9 +1,8 @@
 // One open library, as requests read it.
 //
 // One thread at a time. The library may be changed by others while it is open: each snapshot shows
-// it as it is when the snapshot begins. A read that fails gives the empty answer of its kind and
-// closes the access to the library for good (authorizationStatus() is restricted), since what it
-// would tell from then on can't be relied on.
+// it as it is when the snapshot begins. A read that fails gives the empty answer of its kind, and
+// from then on the connection has failed: what it tells can't be relied on.
 #pragma once
 
 #include <SQLiteCpp/SQLiteCpp.h>
@@ -39,6 +38,12 @@ class Connection {
   };
   [[nodiscard]] std::shared_ptr<Snapshot> snapshot();
 
+  [[nodiscard]] bool hasFailed() const { return failed_; }
+
+  /// Checks the whole database, which takes long: true when nothing is wrong with it.
+  [[nodiscard]] bool isSound();
+
+  /// Restricted once the connection has failed.
   [[nodiscard]] photos::AuthorizationStatus authorizationStatus();
 
   /// Answers the prompt with what the library says, if the status is not determined.

@@ -1,8 +1,13 @@
 #include "platform/local/database.h"
 
+#include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <array>
+#include <cstdint>
+#include <fstream>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/local/schema.h"
@@ -12,6 +17,39 @@ namespace {
 
 /// How long to wait for another process that is changing the library at this moment.
 constexpr int busyTimeoutInMilliseconds = 60'000;
+
+struct Header {
+  std::uint32_t applicationID = 0;
+  std::uint32_t userVersion = 0;
+};
+
+/// The beginning of a database file (SQLite's file format, 1.3), or nothing when it is none.
+std::optional<Header> headerOf(const std::filesystem::path& file) {
+  constexpr std::string_view magic("SQLite format 3\0", 16);
+  std::array<char, 100> bytes{};
+  std::ifstream(file, std::ios::binary).read(bytes.data(), bytes.size());
+  if (std::string_view(bytes.data(), magic.size()) != magic) {
+    return std::nullopt;
+  }
+  const auto bigEndian = [&bytes](std::size_t position) {
+    std::uint32_t value = 0;
+    for (std::size_t index = position; index < position + sizeof value; ++index) {
+      value = value << 8U | static_cast<unsigned char>(bytes[index]);
+    }
+    return value;
+  };
+  return Header{.applicationID = bigEndian(68), .userVersion = bigEndian(60)};
+}
+
+photos::Error versionError(const std::filesystem::path& file, std::int64_t version) {
+  return {"“" + file.string() + "” has schema version " + std::to_string(version) +
+          ", and this program reads version " + std::to_string(schemaVersion)};
+}
+
+/// Whether closing the database leaves its files alone.
+void keepAsItIs(SQLite::Database& database, bool keeps) {
+  sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, keeps ? 1 : 0, nullptr);
+}
 
 }  // namespace
 
@@ -30,17 +68,25 @@ std::optional<FileIdentity> identityOf(const std::filesystem::path& file) {
 std::expected<SQLite::Database, photos::Error> openDatabase(const std::filesystem::path& folder) {
   const std::filesystem::path file = databaseFile(folder);
   try {
-    SQLite::Database database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX,
-                              busyTimeoutInMilliseconds);
-    if (number(database, "PRAGMA application_id") != applicationID) {
+    // SQLite tidies up any database that it opens and closes: another's is not to be touched.
+    const std::optional<Header> header = headerOf(file);
+    if (!header || header->applicationID != applicationID) {
       return std::unexpected(photos::Error{"“" + file.string() + "” is not a local library"});
     }
-    const std::int64_t version = number(database, "PRAGMA user_version");
-    if (version != schemaVersion) {
-      return std::unexpected(
-          photos::Error{"“" + file.string() + "” has schema version " + std::to_string(version) +
-                        ", and this program reads version " + std::to_string(schemaVersion)});
+    if (header->userVersion != schemaVersion) {
+      return std::unexpected(versionError(file, header->userVersion));
     }
+    SQLite::Database database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX,
+                              busyTimeoutInMilliseconds);
+    // What the log adds to the file may make it another's still.
+    keepAsItIs(database, std::filesystem::exists(file.string() + "-wal"));
+    if (const std::int64_t version = number(database, "PRAGMA user_version");
+        version != schemaVersion) {
+      return std::unexpected(versionError(file, version));
+    }
+    keepAsItIs(database, false);
+    // What was answered as done is on disk.
+    database.exec("PRAGMA synchronous = FULL");
     // A million assets are listed without reading any part of the database twice: this is a limit
     // in KiB, and memory is taken as pages are read.
     database.exec("PRAGMA foreign_keys = ON; PRAGMA cache_size = -100000");

@@ -2,10 +2,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <SQLiteCpp/VariadicBind.h>
-#include <fcntl.h>
-#include <unistd.h>
 
-#include <array>
 #include <random>
 #include <string>
 #include <utility>
@@ -72,7 +69,9 @@ struct LibraryWriter::State {
         return std::forward<Work>(work)();
       }
     } catch (const SQLite::Exception& exception) {
-      return std::unexpected(libraryError(exception));
+      return std::unexpected(
+          Error{folder.string() + ": " + libraryError(exception).localizedDescription +
+                "; make sure that there is room and that you may write, then run this again"});
     }
   }
 
@@ -168,7 +167,8 @@ std::expected<LibraryWriter, Error> LibraryWriter::create(const std::filesystem:
     insertSettings(database, settings);
     return LibraryWriter(std::make_unique<State>(folder, std::move(database)));
   } catch (const std::exception& exception) {
-    return std::unexpected(Error{exception.what()});
+    return std::unexpected(Error{folder.string() + ": " + exception.what() +
+                                 "; make sure that there is room and that you may write"});
   }
 }
 

@@ -13,18 +13,25 @@
 #include "platform/posix/file_handle.h"
 
 namespace platform::local {
-LocalPlatform::LocalPlatform(std::filesystem::path library) : library_(std::move(library)) {}
+LocalPlatform::LocalPlatform(const std::filesystem::path& library)
+    : library_(std::filesystem::absolute(library)) {}
 
 std::shared_ptr<Connection> LocalPlatform::connection() {
   const std::optional<FileIdentity> identity = identityOf(databaseFile(library_));
-  if (connection_ && identity == identity_) {
+  if (connection_ && identity == identity_ && !connection_->hasFailed()) {
     return connection_;
   }
+  // After a failure the library is served again only if it turns out to be sound.
+  mustBeChecked_ = identity == identity_ && (mustBeChecked_ || connection_);
   connection_.reset();
   identity_ = identity;
   if (std::expected<SQLite::Database, photos::Error> database = openDatabase(library_)) {
     try {
       connection_ = std::make_shared<Connection>(std::move(*database));
+      if (mustBeChecked_ && !connection_->isSound()) {
+        connection_.reset();
+      }
+      mustBeChecked_ = mustBeChecked_ && !connection_;
     } catch (const SQLite::Exception&) {
       // A database without our tables is no library.
       connection_.reset();

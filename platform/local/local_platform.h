@@ -18,7 +18,7 @@ namespace platform::local {
 /// Resource data and changes call back from threads of the platform's own, which end with it.
 class LocalPlatform : public photos::Platform {
  public:
-  explicit LocalPlatform(std::filesystem::path library);
+  explicit LocalPlatform(const std::filesystem::path& library);
 
   [[nodiscard]] photos::AuthorizationStatus authorizationStatus(photos::AccessLevel level) override;
   void requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) override;
@@ -55,6 +55,8 @@ class LocalPlatform : public photos::Platform {
   std::filesystem::path library_;
   std::optional<FileIdentity> identity_;
   std::shared_ptr<Connection> connection_;
+  /// Whether a read of this very library has failed and it has not been checked since.
+  bool mustBeChecked_ = false;
   SerialQueue deliveries_;
   SerialQueue changes_;
 };

@@ -35,6 +35,9 @@ struct DeliveryFailure {
   std::string error = {};
 };
 
+/// The longest chunk that a resource can be described with: a chunk is held in memory whole.
+inline constexpr std::int64_t longestChunk = 1 << 20;
+
 struct NewResource {
   std::int64_t type = 0;
   std::string originalFilename = {};

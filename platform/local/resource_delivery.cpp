@@ -88,11 +88,17 @@ std::optional<Error> deliver(const NewResource& resource, const std::filesystem:
   const std::int64_t end = resource.failure
                                ? std::min(resource.failure->afterBytes, resource.content.size)
                                : resource.content.size;
+  if (std::ranges::any_of(resource.chunks, [](std::int64_t length) {
+        return length < 0 || length > longestChunk;
+      })) {
+    return originalError(resource, "is described with a chunk of an impossible length");
+  }
   std::vector<std::byte> buffer(static_cast<std::size_t>(std::min(end, chunkSize)));
   auto described = resource.chunks.begin();
   for (std::int64_t delivered = 0;;) {
     const bool isDescribed = described != resource.chunks.end();
-    if (delivered == end && !isDescribed) {
+    // At the end, only empty chunks that are described come still.
+    if (delivered == end && (!isDescribed || *described != 0)) {
       break;
     }
     const std::int64_t length = std::min(isDescribed ? *described++ : chunkSize, end - delivered);

@@ -1,13 +1,15 @@
 // The tables of library.sqlite, as docs/local-library.md explains them to its readers.
 #pragma once
 
+#include <cstdint>
+
 namespace platform::local {
 
 /// "PHLB": tells a local library from any other SQLite file.
-inline constexpr int applicationID = 0x50484C42;
+inline constexpr std::uint32_t applicationID = 0x50484C42;
 
 /// Raised by every change of the schema; a library of another version is not opened.
-inline constexpr int schemaVersion = 1;
+inline constexpr std::uint32_t schemaVersion = 1;
 
 /// Larger than SQLite's own: a page of a listing has its rows all over the database, and the
 /// fewer, larger pages cost a third less to find them in.

@@ -8,6 +8,7 @@
 #include <array>
 #include <boost/url/parse.hpp>
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): not everywhere declared
@@ -37,10 +38,21 @@ bool run(const char* program, std::string argument) {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
   }
+  // What this process ignores is the opener's own business.
+  sigset_t defaults;
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  sigaddset(&defaults, SIGXFSZ);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setsigdefault(&attributes, &defaults);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   std::string name = program;
   std::array<char*, 3> arguments = {name.data(), argument.data(), nullptr};
   pid_t process = 0;
-  const int failure = posix_spawnp(&process, program, &actions, nullptr, arguments.data(), environ);
+  const int failure =
+      posix_spawnp(&process, program, &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (failure != 0) {
     return false;

@@ -1,10 +1,10 @@
 #include "platform/posix/file_handle.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <system_error>
 #include <utility>
 
@@ -58,13 +58,16 @@ Descriptor openForWriting(const std::string& path, int flags) {
 }  // namespace
 
 void createFile(const std::string& path) {
+  // Only a file is emptied: opening a pipe here and closing it would be its end for a reader.
+  struct stat status{};
+  if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    return;
+  }
   const Descriptor created = openForWriting(path, O_CREAT | O_TRUNC);
 }
 
 std::expected<std::unique_ptr<photos::FileHandle>, photos::Error> fileHandleForWriting(
     const std::string& path) {
-  // Writing past the process's file-size limit is a failed write, not the end of the process.
-  std::signal(SIGXFSZ, SIG_IGN);
   Descriptor descriptor = openForWriting(path, 0);
   if (!descriptor.isOpen()) {
     return std::unexpected(fileError(path, "opened for writing", errno));

@@ -10,7 +10,11 @@
 
 namespace platform::posix {
 
-/// Makes an empty file at the path, or empties the one there. The outcome is not reported.
+// Writing to a pipe without a reader, or past a limit on a file's size, is a failed write only in
+// a process that ignores SIGPIPE and SIGXFSZ.
+
+/// Makes an empty file at the path, or empties the one there; what is no file stays as it is. The
+/// outcome is not reported.
 void createFile(const std::string& path);
 
 /// Opens the file at the path for writing, from its start. It must be there. A pipe without a

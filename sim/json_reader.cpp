@@ -1,8 +1,11 @@
-#include "sim/duplicate_keys.h"
+#include "sim/json_reader.h"
 
 #include <algorithm>
 #include <boost/json/basic_parser_impl.hpp>
+#include <boost/json/parse.hpp>
 #include <cstdint>
+#include <cstdlib>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -12,8 +15,9 @@ namespace {
 
 namespace json = boost::json;
 
-// Follows the parser through the text. It keeps for each open object or list where it stands.
-class DuplicateKeyFinder {
+// Follows the parser through the text for what a parsed value no longer shows: keys that stand
+// twice, and the digits of numbers. It keeps for each open object or list where it stands.
+class TextChecker {
  public:
   static constexpr std::size_t max_object_size = static_cast<std::size_t>(-1);
   static constexpr std::size_t max_array_size = static_cast<std::size_t>(-1);
@@ -21,6 +25,9 @@ class DuplicateKeyFinder {
   static constexpr std::size_t max_string_size = static_cast<std::size_t>(-1);
 
   [[nodiscard]] const std::optional<std::string>& duplicate() const { return duplicate_; }
+
+  /// All numbers that are no integers, in the text's order, correctly rounded.
+  [[nodiscard]] const std::vector<double>& doubles() const { return doubles_; }
 
   bool on_document_begin(json::error_code&) { return true; }
   bool on_document_end(json::error_code&) { return true; }
@@ -48,7 +55,10 @@ class DuplicateKeyFinder {
   bool on_number_part(json::string_view, json::error_code&) { return true; }
   bool on_int64(std::int64_t, json::string_view, json::error_code&) { return passed(); }
   bool on_uint64(std::uint64_t, json::string_view, json::error_code&) { return passed(); }
-  bool on_double(double, json::string_view, json::error_code&) { return passed(); }
+  bool on_double(double, json::string_view text, json::error_code&) {
+    doubles_.push_back(std::strtod(std::string(text).c_str(), nullptr));
+    return passed();
+  }
   bool on_bool(bool, json::error_code&) { return passed(); }
   bool on_null(json::error_code&) { return passed(); }
   bool on_comment_part(json::string_view, json::error_code&) { return true; }
@@ -91,16 +101,32 @@ class DuplicateKeyFinder {
   std::vector<Level> levels_;
   std::string key_;
   std::optional<std::string> duplicate_;
+  std::vector<double> doubles_;
 };
+
+// Puts the exact numbers, which come in the text's order, in place of the parser's own.
+void makeExact(json::value& value, std::vector<double>::const_iterator& exact) {
+  if (value.is_double()) {
+    value = *exact++;
+  } else if (value.is_array()) {
+    for (json::value& element : value.get_array()) {
+      makeExact(element, exact);
+    }
+  } else if (value.is_object()) {
+    for (auto& member : value.get_object()) {
+      makeExact(member.value(), exact);
+    }
+  }
+}
 
 }  // namespace
 
-std::optional<std::string> findJSONFault(std::string_view text) {
-  json::basic_parser<DuplicateKeyFinder> parser{json::parse_options()};
+std::expected<json::value, std::string> parseJSON(std::string_view text) {
+  json::basic_parser<TextChecker> parser{json::parse_options()};
   json::error_code error;
   const std::size_t read = parser.write_some(false, text.data(), text.size(), error);
   if (const auto& duplicate = parser.handler().duplicate()) {
-    return *duplicate + ": stands here twice";
+    return std::unexpected(*duplicate + ": stands here twice");
   }
   if (!error && read < text.size()) {
     error = json::error::extra_data;
@@ -108,9 +134,16 @@ std::optional<std::string> findJSONFault(std::string_view text) {
   if (error) {
     const auto line =
         std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(read), '\n');
-    return "line " + std::to_string(line + 1) + ": no valid JSON, " + error.message();
+    return std::unexpected("line " + std::to_string(line + 1) + ": no valid JSON, " +
+                           error.message());
   }
-  return std::nullopt;
+  json::value value = json::parse(text, error);
+  if (error) {
+    return std::unexpected(error.message());
+  }
+  auto exact = parser.handler().doubles().begin();
+  makeExact(value, exact);
+  return value;
 }
 
 }  // namespace sim
