@@ -1,5 +1,6 @@
 #include "protocol/response_encoder.h"
 
+#include <array>
 #include <boost/json/array.hpp>
 #include <boost/json/monotonic_resource.hpp>
 #include <boost/json/object.hpp>
@@ -62,9 +63,8 @@ std::optional<object> encoded(const AssetSummary& summary, const storage_ptr& st
 /// The text of a JSON value. Compact JSON holds a solidus inside strings only, so that escaping
 /// each one, which the JSON library leaves out, needs no look at what surrounds it.
 std::string text(const value& json) {
-  constexpr std::size_t pieceSize = 65536;
   std::string result;
-  std::string piece(pieceSize, '\0');
+  std::array<char, 4096> piece;  // not cleared: that would cost more than a short answer
   boost::json::serializer serializer;
   serializer.reset(&json);
   while (!serializer.done()) {

@@ -25,7 +25,9 @@ Changes::Outcome Changes::apply(const std::filesystem::path& library,
   }
   try {
     SQLite::Transaction transaction(*database, SQLite::TransactionBehavior::IMMEDIATE);
-    const std::optional<Settings> settings = readSettings(*database);
+    SQLite::Statement described(*database, settingsQuery);
+    const std::optional<Settings> settings = readSettings(described);
+    described.reset();
     Outcome outcome{.success = settings && settings->deletionSuccess, .error = {}};
     if (settings && settings->deletionError) {
       outcome.error = photos::Error{*settings->deletionError};

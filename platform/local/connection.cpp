@@ -49,7 +49,10 @@ Connection::Connection(SQLite::Database database)
       resources_(database_,
                  "SELECT position, type, originalFilename FROM resource WHERE asset = ? "
                  "ORDER BY position"),
-      order_(database_) {}
+      resource_(database_, resourceQuery),
+      settings_(database_, settingsQuery),
+      order_(database_),
+      commits_(database_) {}
 
 Connection::Snapshot::Snapshot(Connection& connection) : connection_(connection) {
   connection.reading([&] {
@@ -85,11 +88,15 @@ bool Connection::isSound() {
 
 photos::AuthorizationStatus Connection::authorizationStatus() {
   constexpr auto restricted = photos::AuthorizationStatus::restricted;
-  const auto status = reading(restricted, [this] {
-    Query query(authorizationStatus_);
-    return query.next() ? photos::AuthorizationStatus{query.column(0).getInt64()} : restricted;
-  });
-  return failed_ ? restricted : status;
+  const std::optional<CommitWatch::Header> header = commits_.header();
+  if (!header || header != lastHeader_) {
+    lastStatus_ = reading(restricted, [this] {
+      Query query(authorizationStatus_);
+      return query.next() ? photos::AuthorizationStatus{query.column(0).getInt64()} : restricted;
+    });
+    lastHeader_ = header;
+  }
+  return failed_ ? restricted : lastStatus_;
 }
 
 void Connection::answerPrompt() {
@@ -167,12 +174,17 @@ std::vector<ResourceRow> Connection::resources(std::int64_t asset) {
 }
 
 std::optional<NewResource> Connection::resource(const ResourceRow& row) {
-  return reading(std::optional<NewResource>{},
-                 [&] { return readResource(database_, row.asset, row.position); });
+  return reading(std::optional<NewResource>{}, [&] {
+    const Query query(resource_, row.asset, row.position);
+    return readResource(resource_);
+  });
 }
 
 std::optional<Settings> Connection::settings() {
-  return reading(std::optional<Settings>{}, [&] { return readSettings(database_); });
+  return reading(std::optional<Settings>{}, [this] {
+    const Query query(settings_);
+    return readSettings(settings_);
+  });
 }
 
 }  // namespace platform::local

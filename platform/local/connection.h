@@ -16,6 +16,7 @@
 
 #include "photos/platform.h"
 #include "platform/local/asset_order.h"
+#include "platform/local/commit_watch.h"
 #include "platform/local/model.h"
 
 namespace platform::local {
@@ -90,10 +91,16 @@ class Connection {
   SQLite::Statement assetsFrom_;
   SQLite::Statement assetID_;
   SQLite::Statement resources_;
+  SQLite::Statement resource_;
+  SQLite::Statement settings_;
   AssetOrder order_;
   /// The version of the database that order_ was read from.
   std::optional<std::int64_t> orderVersion_;
   std::weak_ptr<Snapshot> snapshot_;
+  CommitWatch commits_;
+  /// The last status that was read, and the header of the WAL index as it was before that.
+  photos::AuthorizationStatus lastStatus_ = photos::AuthorizationStatus::restricted;
+  std::optional<CommitWatch::Header> lastHeader_;
   bool failed_ = false;
 };
 

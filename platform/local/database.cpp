@@ -3,11 +3,8 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <cstdint>
-#include <fstream>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "platform/local/schema.h"
@@ -18,27 +15,27 @@ namespace {
 /// How long to wait for another process that is changing the library at this moment.
 constexpr int busyTimeoutInMilliseconds = 60'000;
 
-struct Header {
-  std::uint32_t applicationID = 0;
-  std::uint32_t userVersion = 0;
-};
-
-/// The beginning of a database file (SQLite's file format, 1.3), or nothing when it is none.
-std::optional<Header> headerOf(const std::filesystem::path& file) {
-  constexpr std::string_view magic("SQLite format 3\0", 16);
-  std::array<char, 100> bytes{};
-  std::ifstream(file, std::ios::binary).read(bytes.data(), bytes.size());
-  if (std::string_view(bytes.data(), magic.size()) != magic) {
-    return std::nullopt;
-  }
-  const auto bigEndian = [&bytes](std::size_t position) {
-    std::uint32_t value = 0;
-    for (std::size_t index = position; index < position + sizeof value; ++index) {
-      value = value << 8U | static_cast<unsigned char>(bytes[index]);
+/// The database as its file alone has it, whatever else lies beside it, and never written to.
+/// Opened by SQLite all the same: closing a descriptor of one's own would drop the locks that this
+/// process's connections hold on the file.
+SQLite::Database fileAlone(const std::filesystem::path& file) {
+  std::string uri = "file:";
+  for (const char character : std::filesystem::absolute(file).string()) {
+    switch (character) {
+      case '%':
+        uri += "%25";
+        break;
+      case '?':
+        uri += "%3f";
+        break;
+      case '#':
+        uri += "%23";
+        break;
+      default:
+        uri += character;
     }
-    return value;
-  };
-  return Header{.applicationID = bigEndian(68), .userVersion = bigEndian(60)};
+  }
+  return {uri + "?immutable=1", SQLite::OPEN_READONLY | SQLite::OPEN_URI};
 }
 
 photos::Error versionError(const std::filesystem::path& file, std::int64_t version) {
@@ -69,12 +66,15 @@ std::expected<SQLite::Database, photos::Error> openDatabase(const std::filesyste
   const std::filesystem::path file = databaseFile(folder);
   try {
     // SQLite tidies up any database that it opens and closes: another's is not to be touched.
-    const std::optional<Header> header = headerOf(file);
-    if (!header || header->applicationID != applicationID) {
-      return std::unexpected(photos::Error{"“" + file.string() + "” is not a local library"});
-    }
-    if (header->userVersion != schemaVersion) {
-      return std::unexpected(versionError(file, header->userVersion));
+    {
+      SQLite::Database header = fileAlone(file);
+      if (number(header, "PRAGMA application_id") != applicationID) {
+        return std::unexpected(photos::Error{"“" + file.string() + "” is not a local library"});
+      }
+      if (const std::int64_t version = number(header, "PRAGMA user_version");
+          version != schemaVersion) {
+        return std::unexpected(versionError(file, version));
+      }
     }
     SQLite::Database database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX,
                               busyTimeoutInMilliseconds);

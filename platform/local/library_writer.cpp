@@ -209,7 +209,10 @@ std::optional<Error> LibraryWriter::transaction(const std::function<std::optiona
 }
 
 std::expected<Settings, Error> LibraryWriter::settings() {
-  auto settings = state_->attempt([this] { return readSettings(state_->database); });
+  auto settings = state_->attempt([this] {
+    SQLite::Statement row(state_->database, settingsQuery);
+    return readSettings(row);
+  });
   if (!settings) {
     return std::unexpected(std::move(settings.error()));
   }

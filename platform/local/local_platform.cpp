@@ -46,10 +46,12 @@ photos::AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLev
 }
 
 void LocalPlatform::requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) {
-  if (authorizationStatus(level) == photos::AuthorizationStatus::notDetermined) {
+  photos::AuthorizationStatus status = authorizationStatus(level);
+  if (status == photos::AuthorizationStatus::notDetermined) {
     connection_->answerPrompt();
+    status = authorizationStatus(level);
   }
-  handler(authorizationStatus(level));
+  handler(status);
 }
 
 std::shared_ptr<photos::AssetFetchResult> LocalPlatform::fetchAssets(

@@ -24,10 +24,7 @@ std::optional<std::string> optionalText(const SQLite::Column& column) {
   return column.isNull() ? std::nullopt : std::optional(column.getString());
 }
 
-std::optional<Settings> readSettings(SQLite::Database& database) {
-  SQLite::Statement row(database,
-                        "SELECT authorizationStatus, promptAnswer, userLibraryAlbum, opensURLs, "
-                        "deletionSuccess, deletionError, networkReachable FROM library");
+std::optional<Settings> readSettings(SQLite::Statement& row) {
   if (!row.executeStep()) {
     return std::nullopt;
   }
@@ -43,14 +40,7 @@ std::optional<Settings> readSettings(SQLite::Database& database) {
   };
 }
 
-std::optional<NewResource> readResource(SQLite::Database& database, std::int64_t asset,
-                                        std::int64_t position) {
-  SQLite::Statement row(database,
-                        "SELECT type, originalFilename, size, sha256, cloud, chunks, "
-                        "failureAfterBytes, failureError FROM resource "
-                        "WHERE asset = ? AND position = ?");
-  row.bind(1, asset);
-  row.bind(2, position);
+std::optional<NewResource> readResource(SQLite::Statement& row) {
   if (!row.executeStep()) {
     return std::nullopt;
   }
