@@ -1,0 +1,23 @@
+// The table, for people and for machines.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "benchmarks/measure.h"
+
+namespace benchmarks {
+
+/// One row, in short.
+std::string line(const Result& result);
+
+/// Aligned columns, in Markdown.
+std::string table(const std::vector<Result>& results);
+
+/// One JSON object; times in seconds, memory in bytes.
+std::string json(const std::vector<Result>& results, const std::string& machine);
+
+/// Processor, cores, memory, system and compiler, in one line.
+std::string machine();
+
+}  // namespace benchmarks

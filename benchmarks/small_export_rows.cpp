@@ -1,0 +1,131 @@
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "benchmarks/answers.h"
+#include "benchmarks/rows.h"
+
+namespace benchmarks {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int64_t fileSize = 100'000;
+
+std::string hexadecimal(std::span<const unsigned char> digest) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::string text;
+  for (const unsigned byte : digest) {
+    text += digits[byte >> 4];
+    text += digits[byte & 0xF];
+  }
+  return text;
+}
+
+/// The least that an export has to do: reads the file, writes the copy, hashes the bytes.
+std::string copyAndHash(const fs::path& file, const fs::path& copy) {
+  static std::array<char, std::size_t{256} * 1024> buffer;
+  const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> hasher(EVP_MD_CTX_new(),
+                                                                  EVP_MD_CTX_free);
+  EVP_DigestInit_ex(hasher.get(), EVP_sha256(), nullptr);
+  const int from = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int to = open(copy.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  for (ssize_t count = 0; (count = read(from, buffer.data(), buffer.size())) > 0;) {
+    const auto size = static_cast<std::size_t>(count);
+    expect(write(to, buffer.data(), size) == count, copy.string() + " can't be written");
+    EVP_DigestUpdate(hasher.get(), buffer.data(), size);
+  }
+  close(from);
+  close(to);
+  std::array<unsigned char, 32> digest{};
+  EVP_DigestFinal_ex(hasher.get(), digest.data(), nullptr);
+  return hexadecimal(digest);
+}
+
+/// Exports of small files, taken in turn, each to a place of its own.
+class ManyExports {
+ public:
+  explicit ManyExports(const Bench& bench)
+      : bench_(bench),
+        count_(bench.sizes.exports),
+        small_(smallFiles(bench, std::min<std::int64_t>(1'000, count_), fileSize)),
+        copies_(fs::absolute(bench.data / "small-copies")),
+        requests_(writeText(bench.data / "small-requests", [this](const auto& piece) {
+          for (std::size_t index = 0; std::cmp_less(index, count_); ++index) {
+            piece(R"({"command":"export","assetID":")" + smallAsset(index % small_.files.size()) +
+                  R"(","photoKitResourceType":1,"destination":")" + copy(index) + "\"}\n");
+          }
+        })) {
+    for (const fs::path& file : small_.files) {
+      digests_.push_back(copyAndHash(file, "/dev/null"));
+    }
+  }
+
+  /// The mean time of one export in one session, start and end of the helper included.
+  double ours() {
+    empty();
+    const fs::path answers = bench_.data / "small-answers";
+    const Usage usage = run(bench_.serve(small_.library), {.input = requests_, .output = answers});
+    expectLines(answers, count_, R"("status":"exported")");
+    std::size_t index = 0;
+    forEachLine(answers, [&](std::string_view line) {
+      expect(stringOf(line, "sha256") == digests_[index % digests_.size()], "wrong digest");
+      expect(std::cmp_equal(fs::file_size(copy(index)), fileSize), "an export is not whole");
+      ++index;
+    });
+    return usage.seconds / static_cast<double>(count_);
+  }
+
+  double other() {
+    using Clock = std::chrono::steady_clock;
+    empty();
+    const Clock::time_point begin = Clock::now();
+    for (std::size_t index = 0; std::cmp_less(index, count_); ++index) {
+      copyAndHash(small_.files[index % small_.files.size()], copy(index));
+    }
+    const std::chrono::duration<double> duration = Clock::now() - begin;
+    fs::remove_all(copies_);
+    return duration.count() / static_cast<double>(count_);
+  }
+
+ private:
+  void empty() const {
+    fs::remove_all(copies_);
+    fs::create_directories(copies_);
+  }
+
+  [[nodiscard]] std::string copy(std::size_t index) const {
+    return copies_ / std::to_string(index);
+  }
+
+  const Bench& bench_;
+  std::int64_t count_;
+  SmallFiles small_;
+  fs::path copies_;
+  fs::path requests_;
+  std::vector<std::string> digests_;
+};
+
+}  // namespace
+
+std::vector<Row> smallExportRows(const Bench& bench) {
+  return {{.name = "small-exports",
+           .what = counted(bench.sizes.exports) +
+                   " exports of 100 KB in one session, each, beside only copying and hashing",
+           .aim = Aim{Judged::difference, 100e-6},
+           .prepare = [&bench] {
+             const auto exports = std::make_shared<ManyExports>(bench);
+             return Pair{.ours = [exports] { return exports->ours(); },
+                         .other = [exports] { return exports->other(); }};
+           }}};
+}
+
+}  // namespace benchmarks
