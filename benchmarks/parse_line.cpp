@@ -19,7 +19,7 @@ int main(int count, char** arguments) {
     std::ifstream(file, std::ios::binary).read(text.data(), std::ssize(text));
     boost::json::error_code error;
     const boost::json::value value = boost::json::parse(text, error);
-    std::puts(error ? "not JSON" : "JSON");
+    std::puts(error || value.is_null() ? "not JSON" : "JSON");
     // What it holds is given back by the end of the process.
     std::fflush(stdout);
     std::_Exit(EXIT_SUCCESS);

@@ -18,7 +18,7 @@ fs::path copied(const Bench& bench, const fs::path& library) {
   fs::create_directories(copy / "originals");
   fs::copy_file(library / "library.sqlite", copy / "library.sqlite");
   const int file = open((copy / "library.sqlite").c_str(), O_RDONLY | O_CLOEXEC);
-  expect(fsync(file) == 0, "the copy of a library can't be written");
+  expect(file >= 0 && fsync(file) == 0, "the copy of a library can't be written");
   close(file);
   return copy;
 }

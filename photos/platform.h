@@ -102,8 +102,9 @@ class FetchResult {
   /// The object at `index`, which is less than count(). Never null.
   [[nodiscard]] virtual std::unique_ptr<Object> objectAtIndex(std::size_t index) = 0;
 
-  /// The first object, or null when there is none.
-  [[nodiscard]] std::unique_ptr<Object> firstObject() {
+  /// The first object, or null when there is none. A backend whose library has it by itself
+  /// overrides it.
+  [[nodiscard]] virtual std::unique_ptr<Object> firstObject() {
     return count() == 0 ? nullptr : objectAtIndex(0);
   }
 };

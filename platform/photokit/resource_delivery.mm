@@ -1,0 +1,97 @@
+#include "platform/photokit/resource_delivery.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "platform/photokit/conversions.h"
+#include "platform/photokit/retained.h"
+
+namespace platform::photokit {
+namespace {
+
+/// What the callbacks of one request share. The manager calls them one after another, but does not
+/// promise that nothing comes after the completion: hence the lock.
+class Delivery {
+ public:
+  Delivery(photos::Platform::DataReceivedHandler dataReceivedHandler,
+           photos::Platform::CompletionHandler completionHandler)
+      : dataReceivedHandler_(std::move(dataReceivedHandler)),
+        completionHandler_(std::move(completionHandler)) {}
+
+  void receive(NSData* chunk) {
+    const std::lock_guard lock(mutex_);
+    if (!dataReceivedHandler_ || lostChunk_) {
+      return;
+    }
+    @try {
+      dataReceivedHandler_({static_cast<const std::byte*>([chunk bytes]), [chunk length]});
+    } @catch (NSException* exception) {
+      lostChunk_ = errorOf(exception);
+    }
+  }
+
+  void complete(std::optional<photos::Error> error) {
+    {
+      const std::lock_guard lock(mutex_);
+      // What the handler holds is let go on this thread before the request can go on.
+      dataReceivedHandler_ = nullptr;
+      if (!error) {
+        error = lostChunk_;
+      }
+    }
+    completionHandler_(std::move(error));
+  }
+
+ private:
+  std::mutex mutex_;
+  photos::Platform::DataReceivedHandler dataReceivedHandler_;
+  const photos::Platform::CompletionHandler completionHandler_;
+  std::optional<photos::Error> lostChunk_;
+};
+
+/// Takes what its blocks share by value, as blocks would capture a reference as such.
+void start(PHAssetResource* resource, PHAssetResourceRequestOptions* options,
+           // NOLINTNEXTLINE(performance-unnecessary-value-param)
+           std::shared_ptr<Delivery> delivery) {
+  PHAssetResourceManager* const manager = [PHAssetResourceManager defaultManager];
+  if (manager == nil) {
+    delivery->complete(photos::Error{"Photos has no resource manager"});
+    return;
+  }
+  [manager requestDataForAssetResource:resource
+      options:options
+      dataReceivedHandler:^(NSData* chunk) {
+        @autoreleasepool {
+          delivery->receive(chunk);
+        }
+      }
+      completionHandler:^(NSError* error) {
+        @autoreleasepool {
+          delivery->complete(error == nil ? std::nullopt : std::optional(errorOf(error)));
+        }
+      }];
+}
+
+}  // namespace
+
+void requestData(PHAssetResource* resource, const photos::AssetResourceRequestOptions& options,
+                 photos::Platform::DataReceivedHandler dataReceivedHandler,
+                 photos::Platform::CompletionHandler completionHandler) {
+  const auto delivery =
+      std::make_shared<Delivery>(std::move(dataReceivedHandler), std::move(completionHandler));
+  @autoreleasepool {
+    @try {
+      const auto native = Retained<PHAssetResourceRequestOptions>::adopt(
+          [[PHAssetResourceRequestOptions alloc] init]);
+      [native.get() setNetworkAccessAllowed:options.networkAccessAllowed ? YES : NO];
+      start(resource, native.get(), delivery);
+    } @catch (NSException* exception) {
+      delivery->complete(errorOf(exception));
+    }
+  }
+}
+
+}  // namespace platform::photokit

@@ -1,0 +1,4 @@
+// Where GNUstep's headers look for the runtime of blocks.
+#pragma once
+
+#include <Block.h>
