@@ -171,7 +171,7 @@ class Handler {
   }
   bool on_double(double /*value*/, string_view text, error_code& /*error*/) { return number(text); }
   bool on_bool(bool boolean, error_code& /*error*/) {
-    value(bool{boolean});
+    value(boolean);
     return true;
   }
   bool on_null(error_code& /*error*/) {
