@@ -26,7 +26,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using photos::Error;
-using platform::local::Content;
 using platform::local::LibraryWriter;
 using platform::local::NewAsset;
 using protocol::Request;
