@@ -14,10 +14,10 @@
 
 namespace platform::local {
 LocalPlatform::LocalPlatform(const std::filesystem::path& library)
-    : library_(std::filesystem::absolute(library)) {}
+    : library_(std::filesystem::absolute(library)), databaseFile_(databaseFile(library_)) {}
 
 std::shared_ptr<Connection> LocalPlatform::connection() {
-  const std::optional<FileIdentity> identity = identityOf(databaseFile(library_));
+  const std::optional<FileIdentity> identity = identityOf(databaseFile_);
   if (connection_ && identity == identity_ && !connection_->hasFailed()) {
     return connection_;
   }

@@ -53,6 +53,7 @@ class LocalPlatform : public photos::Platform {
   std::shared_ptr<Connection> connection();
 
   std::filesystem::path library_;
+  std::filesystem::path databaseFile_;
   std::optional<FileIdentity> identity_;
   std::shared_ptr<Connection> connection_;
   /// Whether a read of this very library has failed and it has not been checked since.

@@ -31,20 +31,22 @@ std::unique_ptr<photos::Asset> OrderedAssets::objectAtIndex(std::size_t index) {
   const std::size_t position = first_ + index;
   const std::optional<photos::Date> date = order.date(position);
   if (!date) {
-    return std::make_unique<LocalAsset>(connection_->asset(order.row(position)));
+    return std::make_unique<LocalAsset>(snapshot_, connection_->asset(order.row(position)));
   }
   const std::size_t runEnd = runBegin_ + run_.size();
-  if (position < runBegin_ || position >= runEnd) {
+  if (position < ungiven_ || position >= runEnd) {
     // Reading on where the last run ended is worth reading ahead; a jump is not.
     runLength_ = position == runEnd ? std::clamp(2 * runLength_, std::size_t{1}, longestRun) : 1;
     run_ = connection_->assetsFrom(*date, order.row(position), runLength_);
     runBegin_ = position;
   }
   if (run_.empty()) {
-    return std::make_unique<LocalAsset>(AssetRow{});
+    return std::make_unique<LocalAsset>(snapshot_, AssetRow{});
   }
+  ungiven_ = position + 1;
   AssetWithResources& found = run_[position - runBegin_];
-  return std::make_unique<LocalAsset>(found.asset, found.resources);
+  return std::make_unique<LocalAsset>(snapshot_, std::move(found.asset),
+                                      std::move(found.resources));
 }
 
 std::optional<std::size_t> OrderedAssets::indexOfAsset(const photos::AssetFilter& filter,

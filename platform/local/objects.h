@@ -11,10 +11,12 @@
 
 namespace platform::local {
 
+/// Keeps the library as it was at the fetch: what is read next about the asset agrees with it.
 class LocalAsset : public photos::Asset {
  public:
-  explicit LocalAsset(AssetRow row, std::optional<std::vector<ResourceRow>> resources = {})
-      : row_(std::move(row)), resources_(std::move(resources)) {}
+  LocalAsset(std::shared_ptr<Connection::Snapshot> snapshot, AssetRow row,
+             std::optional<std::vector<ResourceRow>> resources = {})
+      : snapshot_(std::move(snapshot)), row_(std::move(row)), resources_(std::move(resources)) {}
 
   [[nodiscard]] const AssetRow& row() const { return row_; }
 
@@ -33,6 +35,7 @@ class LocalAsset : public photos::Asset {
   }
 
  private:
+  std::shared_ptr<Connection::Snapshot> snapshot_;
   AssetRow row_;
   std::optional<std::vector<ResourceRow>> resources_;
 };
@@ -88,9 +91,11 @@ class OrderedAssets : public LocalAssets {
   std::optional<photos::Date> before_;
   /// Where the result begins in the library's order: behind the undated assets, if it has none.
   std::size_t first_ = 0;
-  /// A run of assets, read ahead with their resources, and the position of its first one.
+  /// A run of assets, read ahead with their resources; each is given once, in order. Where it
+  /// begins, and the position from which on it has not been given.
   std::vector<AssetWithResources> run_;
   std::size_t runBegin_ = 0;
+  std::size_t ungiven_ = 0;
   std::size_t runLength_ = 0;
 };
 
@@ -106,7 +111,7 @@ class AssetsOfRows : public LocalAssets {
   [[nodiscard]] std::size_t count() override { return rows_.size(); }
   [[nodiscard]] std::int64_t row(std::size_t index) override { return rows_[index]; }
   [[nodiscard]] std::unique_ptr<photos::Asset> objectAtIndex(std::size_t index) override {
-    return std::make_unique<LocalAsset>(connection_->asset(rows_[index]));
+    return std::make_unique<LocalAsset>(snapshot_, connection_->asset(rows_[index]));
   }
 
  private:
