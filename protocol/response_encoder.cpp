@@ -15,6 +15,8 @@ namespace {
 /// come, without a document in memory before; how each looks is the JSON library's.
 class Writer {
  public:
+  Writer() { text_.reserve(roomForMostAnswers); }
+
   [[nodiscard]] std::string take() { return std::move(text_); }
 
   /// Whatever `writeElements` writes, in brackets: a '{' or a '['.
@@ -83,6 +85,8 @@ class Writer {
       text_.append(rest);
     }
   }
+
+  static constexpr std::size_t roomForMostAnswers = 512;
 
   std::string text_;
   boost::json::serializer serializer_;

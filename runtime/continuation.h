@@ -1,6 +1,7 @@
 // A wait that ends exactly once: one thread suspends, a callback resumes it with a value.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -32,7 +33,7 @@ class Continuation {
   template <class Value, class Start>
   friend Value suspend(const char* label, Value fallback, Start&& start);
 
-  /// Where the value is handed over. Lives on the waiting side.
+  /// Where the value is handed over. The waiting side owns it, and ends as soon as it has a value.
   struct Slot {
     std::mutex mutex;
     std::condition_variable filled;
@@ -41,8 +42,8 @@ class Continuation {
 
   /// What all copies share. Its end is the end of the last copy.
   struct State {
-    State(const char* name, T lost, std::shared_ptr<Slot> waiting)
-        : label(name), fallback(std::move(lost)), slot(std::move(waiting)) {}
+    State(const char* name, T lost, Slot& waiting)
+        : label(name), fallback(std::move(lost)), slot(waiting) {}
     State(const State&) = delete;
     State& operator=(const State&) = delete;
     ~State() {
@@ -51,22 +52,21 @@ class Continuation {
       }
     }
 
-    /// True when this was the first value.
+    /// True when this was the first value. Only then is the slot there for certain.
     bool deliver(T value) {
-      const std::lock_guard lock(slot->mutex);
-      if (resumed) {
+      if (resumed.exchange(true)) {
         return false;
       }
-      resumed = true;
-      slot->value.emplace(std::move(value));
-      slot->filled.notify_one();
+      const std::lock_guard lock(slot.mutex);
+      slot.value.emplace(std::move(value));
+      slot.filled.notify_one();
       return true;
     }
 
     const char* label;
     T fallback;
-    std::shared_ptr<Slot> slot;
-    bool resumed = false;
+    Slot& slot;
+    std::atomic<bool> resumed = false;
   };
 
   explicit Continuation(std::shared_ptr<State> state) : state_(std::move(state)) {}
@@ -79,12 +79,12 @@ class Continuation {
 /// has happened for the waiting thread too. `label` names the waiting operation and outlives it.
 template <class T, class Start>
 [[nodiscard]] T suspend(const char* label, T fallback, Start&& start) {
-  auto slot = std::make_shared<typename Continuation<T>::Slot>();
+  typename Continuation<T>::Slot slot;
   start(Continuation<T>(
       std::make_shared<typename Continuation<T>::State>(label, std::move(fallback), slot)));
-  std::unique_lock lock(slot->mutex);
-  slot->filled.wait(lock, [&] { return slot->value.has_value(); });
-  return std::move(*slot->value);
+  std::unique_lock lock(slot.mutex);
+  slot.filled.wait(lock, [&] { return slot.value.has_value(); });
+  return std::move(*slot.value);
 }
 
 }  // namespace runtime
