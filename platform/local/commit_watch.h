@@ -18,8 +18,9 @@ class CommitWatch {
   explicit CommitWatch(SQLite::Database& database) : database_(database) {}
 
   /// The header as it is now: equal to an earlier one as long as nothing has been committed since.
-  /// Nothing when the database has no WAL index yet: every answer is then to be read.
-  using Header = std::array<std::uint32_t, 24>;
+  /// Nothing when the database has no WAL index yet: every answer is then to be read. Of its two
+  /// copies this is the one that a commit changes last.
+  using Header = std::array<std::uint32_t, 12>;
   [[nodiscard]] std::optional<Header> header();
 
  private:

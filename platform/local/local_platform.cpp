@@ -46,9 +46,15 @@ photos::AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLev
 }
 
 void LocalPlatform::requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) {
-  photos::AuthorizationStatus status = authorizationStatus(level);
+  // The library that is open answers. Whether another one has taken its place costs as much to find
+  // out as all the rest, and every request that reads the library does.
+  photos::AuthorizationStatus status = connection_ && !connection_->hasFailed()
+                                           ? connection_->authorizationStatus()
+                                           : authorizationStatus(level);
   if (status == photos::AuthorizationStatus::notDetermined) {
-    connection_->answerPrompt();
+    if (const auto library = connection()) {
+      library->answerPrompt();
+    }
     status = authorizationStatus(level);
   }
   handler(status);
