@@ -60,27 +60,27 @@ void appendSummaries(std::vector<AssetSummary>& summaries, const Asset& asset, P
   }
   const bool isLivePhoto = std::ranges::any_of(
       resources, [](const auto& resource) { return isPairedVideo(resource->type()); });
-  const AssetSummary ofAsset{
-      .assetID = asset.localIdentifier(),
-      .filename = {},
-      .createdAt = asset.creationDate().value_or(0),
-      .modifiedAt = asset.modificationDate(),
-      .mediaType = asset.mediaType() == AssetMediaType::video ? "video" : "photo",
-      .bytes = {},
-  };
+  const std::string assetID = asset.localIdentifier();
   for (const auto& resource : resources) {
     const AssetResourceType type = resource->type();
     if (!isListed(type)) {
       continue;
     }
-    AssetSummary& summary = summaries.emplace_back(ofAsset);
-    summary.filename = resource->originalFilename();
-    summary.photoKitResourceType = std::to_underlying(type);
-    summary.isRaw = type == AssetResourceType::alternatePhoto ||
-                    isRawExtension(platform.pathExtension(summary.filename));
-    summary.isLivePhotoCompanion = isPairedVideo(type);
-    summary.isLivePhotoImage = isLivePhoto && !isPairedVideo(type);
-    summary.isCurrentEdit = isCurrentEdit(type);
+    std::string filename = resource->originalFilename();
+    const bool isRaw = type == AssetResourceType::alternatePhoto ||
+                       isRawExtension(platform.pathExtension(filename));
+    summaries.push_back({
+        .assetID = assetID,
+        .filename = std::move(filename),
+        .createdAt = asset.creationDate().value_or(0),
+        .modifiedAt = asset.modificationDate(),
+        .mediaType = asset.mediaType() == AssetMediaType::video ? "video" : "photo",
+        .photoKitResourceType = std::to_underlying(type),
+        .isRaw = isRaw,
+        .isLivePhotoCompanion = isPairedVideo(type),
+        .isLivePhotoImage = isLivePhoto && !isPairedVideo(type),
+        .isCurrentEdit = isCurrentEdit(type),
+    });
   }
 }
 
@@ -106,6 +106,7 @@ Response discover(const Request& request, Platform& platform) {
 
   Response response{.ok = true, .status = "discovered"};
   std::vector<AssetSummary>& summaries = response.assets.emplace();
+  summaries.reserve(static_cast<std::size_t>(limit));
   const auto assets = platform.fetchAssets(options);
   // A negative offset skips nothing, but ends the page earlier.
   std::int64_t matched = std::max(offset, std::int64_t{0});
