@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "platform/local/local_identifier.h"
 #include "platform/local/originals.h"
 #include "sim/json_object.h"
 #include "sim/json_reader.h"

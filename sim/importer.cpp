@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/local/local_identifier.h"
 #include "sim/capture_date.h"
 #include "utf8.h"
 

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/local/local_identifier.h"
 #include "platform/posix/file_handle.h"
 #include "sim/building_site.h"
 

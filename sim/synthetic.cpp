@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/local/local_identifier.h"
+
 namespace sim {
 namespace {
 

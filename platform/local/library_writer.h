@@ -20,12 +20,6 @@ namespace platform::local {
 
 using photos::Error;
 
-/// An identifier of the form UUID/L0/001 whose digits are those 128 bits.
-[[nodiscard]] std::string localIdentifier(std::uint64_t high, std::uint64_t low);
-
-/// The same with bits that nobody else has.
-[[nodiscard]] std::string randomLocalIdentifier();
-
 class LibraryWriter {
  public:
   /// Makes an empty library in `folder`, which is there and empty. Until finish() it is not safe
