@@ -26,6 +26,8 @@ std::vector<std::string> identifiers(AssetFetchResult& result) {
   return list;
 }
 
+// Fractions of seconds are powers of two, or far enough apart, here and below: a backend may count
+// from another year than 1970, where others would round differently.
 const DescribedLibrary mixed{.assets = {{"late", 30.5},
                                         {"Z", 20, AssetMediaType::audio},
                                         {"undated"},

@@ -6,7 +6,8 @@
 namespace platform::photokit {
 
 /// Each operation calls the operations of PhotoKit, AppKit, Foundation and CommonCrypto that bear
-/// its name, sets no option that its arguments don't name, and keeps nothing.
+/// its name, sets no option that its arguments don't name, and keeps nothing. Files are the
+/// exception: platform/posix writes them, so that a destination means the same on every system.
 ///
 /// What a framework fails to give, or fails with an exception, comes out as the operation's
 /// failure: access is restricted, a fetch is empty, a completion gets an error, a URL stays
