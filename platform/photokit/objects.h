@@ -32,15 +32,19 @@ class PhotoKitAsset : public photos::Asset {
 
 class PhotoKitResource : public photos::AssetResource {
  public:
-  explicit PhotoKitResource(Retained<PHAssetResource> resource) : resource_(std::move(resource)) {}
+  /// Reads the type at once, for it decides which resource a request means: what raises instead of
+  /// giving one raises here.
+  explicit PhotoKitResource(Retained<PHAssetResource> resource)
+      : resource_(std::move(resource)), type_{[resource_.get() type]} {}
 
   [[nodiscard]] PHAssetResource* get() const { return resource_.get(); }
 
-  [[nodiscard]] photos::AssetResourceType type() const override;
+  [[nodiscard]] photos::AssetResourceType type() const override { return type_; }
   [[nodiscard]] std::string originalFilename() const override;
 
  private:
   Retained<PHAssetResource> resource_;
+  photos::AssetResourceType type_;
 };
 
 class PhotoKitCollection : public photos::AssetCollection {

@@ -40,11 +40,6 @@ std::optional<photos::Date> PhotoKitAsset::modificationDate() const {
                  [this] { return secondsOf([asset_.get() modificationDate]); });
 }
 
-photos::AssetResourceType PhotoKitResource::type() const {
-  return attempt(photos::AssetResourceType{},
-                 [this] { return photos::AssetResourceType{[resource_.get() type]}; });
-}
-
 std::string PhotoKitResource::originalFilename() const {
   return attempt(std::string(), [this] { return textOf([resource_.get() originalFilename]); });
 }

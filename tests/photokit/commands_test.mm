@@ -99,7 +99,7 @@ TEST_P(PhotoKitCommands, AskTheFrameworksForWhatTheyNeedAndNothingElse) {
                           request + "IMG_0001.MOV", "bytes"));
   EXPECT_THAT(callsOf(requests_[3]),
               ElementsAre(status, fetch, "firstObject", "assetResourcesForAsset: A/L0/001", "type",
-                          "setNetworkAccessAllowed: YES", "defaultManager",
+                          "type", "setNetworkAccessAllowed: YES", "defaultManager",
                           request + "IMG_0001.CR2", "bytes", "bytes", "bytes"));
   EXPECT_THAT(callsOf(requests_[4]),
               ElementsAre(status, fetch, "firstObject",

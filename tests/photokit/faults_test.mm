@@ -72,6 +72,7 @@ TEST_F(PhotoKitFaults, ExceptionsAreTheRequestsFailure) {
            {"fetchAssetsWithLocalIdentifiers:options:", "export", missing},
            {"firstObject", "open", missing},
            {"assetResourcesForAsset:", "export", R"({"ok":false,"status":"unavailable"})"},
+           {"type", "export", R"({"ok":false,"status":"unavailable"})"},
            {"setNetworkAccessAllowed:", "estimate", std::string(R"({"ok":false,)") + noEstimate},
            {"defaultManager", "export", failedFor("export_failed", "defaultManager")},
            {requestData, "export", failedFor("export_failed", requestData)},
