@@ -7,35 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "photos/platform.h"
+#include "tests/described_library.h"
 
 namespace tests {
-
-struct DescribedResource {
-  photos::AssetResourceType type{};
-  std::string originalFilename;
-};
-
-struct DescribedAsset {
-  std::string localIdentifier;
-  std::optional<photos::Date> creationDate = {};
-  photos::AssetMediaType mediaType = photos::AssetMediaType::image;
-  std::optional<photos::Date> modificationDate = {};
-  std::vector<DescribedResource> resources = {};
-};
-
-struct DescribedLibrary {
-  /// In the order that equal dates keep.
-  std::vector<DescribedAsset> assets = {};
-  std::optional<std::string> userLibraryAlbum = {};
-  photos::AuthorizationStatus authorizationStatus = photos::AuthorizationStatus::authorized;
-  /// What asking gives while the status is not determined.
-  photos::AuthorizationStatus promptAnswer = photos::AuthorizationStatus::authorized;
-};
 
 using MakePlatform = std::shared_ptr<photos::Platform> (*)(const DescribedLibrary&);
 

@@ -4,11 +4,9 @@
 #include <objc/runtime.h>
 #include <sys/mman.h>
 
-#include <algorithm>
 #include <fstream>
 #include <iterator>
 
-#include "photos/platform.h"
 #include "platform/system_platform.h"
 #include "tests/child_process.h"
 #include "tests/photokit/requests.h"
@@ -19,30 +17,26 @@
 namespace tests {
 namespace {
 
+using photos::AuthorizationStatus;
 using protocol::Request;
 using stand_in::takeCalls;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::Not;
 using Calls = std::vector<std::string>;
 
 std::shared_ptr<photos::Platform> makePhotoKitPlatform(const DescribedLibrary& described) {
-  stand_in::Library library{.status = std::to_underlying(described.authorizationStatus),
-                            .promptAnswer = std::to_underlying(described.promptAnswer),
-                            .album = described.userLibraryAlbum};
-  for (const DescribedAsset& asset : described.assets) {
-    library.assets.push_back({.localIdentifier = asset.localIdentifier,
-                              .mediaType = std::to_underlying(asset.mediaType),
-                              .creationDate = asset.creationDate,
-                              .modificationDate = asset.modificationDate});
-    for (const DescribedResource& resource : asset.resources) {
-      library.assets.back().resources.push_back({.type = std::to_underlying(resource.type),
-                                                 .originalFilename = resource.originalFilename});
-    }
-  }
-  stand_in::serve(std::move(library));
+  stand_in::serve({described});
   return platform::makeSystemPlatform();
 }
 
 INSTANTIATE_TEST_SUITE_P(PhotoKit, PlatformContract, testing::Values(makePhotoKitPlatform));
+
+const std::string readStatus = "authorizationStatusForAccessLevel: 2";
+
+std::string refusal(int status) {
+  return R"({"ok":false,"status":"authorization_)" + std::to_string(status) + "\"}";
+}
 
 /// What the frameworks are asked for the request.
 Calls callsOf(const Request& request) {
@@ -56,86 +50,80 @@ class PhotoKitCommands : public testing::TestWithParam<bool> {
  protected:
   PhotoKitCommands() { stand_in::serve(smallLibrary()).answersAtOnce = GetParam(); }
   TemporaryFolder folder_;
-  std::filesystem::path file_ = folder_.path() / "copy.CR2";
-  std::vector<Request> requests_ = everyCommand(file_);
+  std::vector<Request> requests_ = everyCommand(folder_.path() / "copy");
 };
 
 INSTANTIATE_TEST_SUITE_P(CallbacksLaterAndAtOnce, PhotoKitCommands, testing::Bool());
 
-TEST_P(PhotoKitCommands, AreAnswered) {
-  std::vector<std::string> lines;
-  std::ranges::transform(requests_, std::back_inserter(lines), ask);
-  EXPECT_THAT(
-      lines,
-      ElementsAre(
-          R"({"ok":true,"status":"authorized"})",
-          R"({"ok":true,"status":"discovered","assets":[{"assetID":"A\/L0\/001",)"
-          R"("filename":"IMG_0001.CR2","createdAt":5.5E0,"modifiedAt":6,"mediaType":"photo",)"
-          R"("photoKitResourceType":1,"isRaw":true,"isLivePhotoCompanion":false,)"
-          R"("isLivePhotoImage":true,"isCurrentEdit":false},{"assetID":"A\/L0\/001",)"
-          R"("filename":"IMG_0001.MOV","createdAt":5.5E0,"modifiedAt":6,"mediaType":"photo",)"
-          R"("photoKitResourceType":9,"isRaw":false,"isLivePhotoCompanion":true,)"
-          R"("isLivePhotoImage":false,"isCurrentEdit":false}]})",
-          R"({"ok":true,"status":"estimated","bytes":5})",
-          R"({"ok":true,"status":"exported",)"
-          R"("sha256":"ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad","bytes":3})",
-          R"({"ok":true,"status":"opened_in_photos"})",
-          R"({"ok":true,"status":"moved_to_recently_deleted"})"));
-  std::ifstream file(file_);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "abc");
-  EXPECT_EQ(ask(requests_[5]),
-            R"({"ok":false,"status":"missing","error":"One or more assets no longer exist"})");
-}
-
 TEST_P(PhotoKitCommands, AskTheFrameworksForWhatTheyNeedAndNothingElse) {
-  const std::string status = "authorizationStatusForAccessLevel: 2";
   const std::string fetch = "fetchAssetsWithLocalIdentifiers:options: [A/L0/001] nil";
-  const std::string request =
+  const std::string resources = "assetResourcesForAsset: A/L0/001";
+  const std::string data =
       "requestDataForAssetResource:options:dataReceivedHandler:completionHandler: ";
-  EXPECT_THAT(callsOf(requests_[0]), ElementsAre("requestAuthorizationForAccessLevel:handler: 2"));
-  EXPECT_THAT(callsOf(requests_[2]),
-              ElementsAre(status, fetch, "firstObject", "assetResourcesForAsset: A/L0/001", "type",
-                          "type", "setNetworkAccessAllowed: YES", "defaultManager",
-                          request + "IMG_0001.MOV", "bytes"));
+  EXPECT_THAT(callsOf(requests_[2]), ElementsAre(readStatus, fetch, "firstObject", resources,
+                                                 "type", "type", "setNetworkAccessAllowed: YES",
+                                                 "defaultManager", data + "IMG_0001.MOV", "bytes"));
   EXPECT_THAT(callsOf(requests_[3]),
-              ElementsAre(status, fetch, "firstObject", "assetResourcesForAsset: A/L0/001", "type",
-                          "type", "setNetworkAccessAllowed: YES", "defaultManager",
-                          request + "IMG_0001.CR2", "bytes", "bytes", "bytes"));
+              ElementsAre(readStatus, fetch, "firstObject", resources, "type", "type",
+                          "setNetworkAccessAllowed: YES", "defaultManager", data + "IMG_0001.CR2",
+                          "bytes", "CC_SHA256_Update 2", "bytes", "bytes", "CC_SHA256_Update 1"));
   EXPECT_THAT(callsOf(requests_[4]),
-              ElementsAre(status, fetch, "firstObject",
+              ElementsAre(readStatus, fetch, "firstObject",
                           "fetchAssetCollectionsWithType:subtype:options: 2 209 nil", "firstObject",
                           "localIdentifier", "localIdentifier", "sharedWorkspace",
                           "openURL: photos:albums?albumUuid=ALBUM&assetUuid=A"));
   EXPECT_THAT(callsOf(requests_[5]),
-              ElementsAre(status, "fetchAssetsWithLocalIdentifiers:options: [H A/L0/001] nil",
+              ElementsAre(readStatus, "fetchAssetsWithLocalIdentifiers:options: [H A/L0/001] nil",
                           "count", "sharedPhotoLibrary",
                           "performChanges:completionHandler:", "deleteAssets: result A/L0/001 H"));
 }
 
-TEST_P(PhotoKitCommands, DiscoverListsNoResourcesOfWhatItPassesOver) {
-  const std::string status = "authorizationStatusForAccessLevel: 2";
+TEST_P(PhotoKitCommands, DiscoverFetchesOnceAndListsNoResourcesOfWhatItPassesOver) {
+  const std::string fetch = "fetchAssetsWithOptions: nil, creationDate ascending";
   EXPECT_THAT(callsOf({.command = "discover", .includeVideos = false, .offset = 1}),
-              ElementsAre(status, "fetchAssetsWithOptions: creationDate ascending", "count",
-                          "objectAtIndex: 0", "mediaType", "creationDate", "objectAtIndex: 1",
-                          "mediaType", "creationDate", "objectAtIndex: 2", "mediaType"));
-  Calls calls = callsOf(requests_[1]);
-  EXPECT_EQ(calls.at(1), "fetchAssetsWithOptions: creationDate < 7, creationDate ascending");
-  std::ranges::sort(calls);
-  calls.erase(std::ranges::unique(calls).begin(), calls.end());
-  EXPECT_THAT(calls, ElementsAre("assetResourcesForAsset: A/L0/001", status, "count",
-                                 "creationDate", testing::StartsWith("fetchAssetsWithOptions:"),
-                                 "localIdentifier", "mediaType", "modificationDate",
-                                 "objectAtIndex: 0", "originalFilename", "type"));
+              ElementsAre(readStatus, fetch, "count", "objectAtIndex: 0", "mediaType",
+                          "creationDate", "objectAtIndex: 1", "mediaType", "creationDate",
+                          "objectAtIndex: 2", "mediaType"));
+  // A page that ends before the first asset goes no further than to see that there is one.
+  EXPECT_THAT(callsOf({.command = "discover", .offset = -1, .limit = 1}),
+              Not(Contains("objectAtIndex: 2")));
+  // Beside what it reads of an object that it has.
+  const auto isOfAnObject = [](const std::string& call) {
+    return !call.contains(':') || call.starts_with("objectAtIndex:");
+  };
+  Calls calls = callsOf({.command = "discover"});
+  std::erase_if(calls, isOfAnObject);
+  EXPECT_THAT(calls, ElementsAre(readStatus, fetch, "assetResourcesForAsset: A/L0/001",
+                                 "assetResourcesForAsset: V/L0/001"));
+  calls = callsOf(requests_[1]);
+  std::erase_if(calls, isOfAnObject);
+  EXPECT_THAT(calls, ElementsAre(readStatus,
+                                 "fetchAssetsWithOptions: creationDate < CAST(-978307193.000000, "
+                                 "\"NSDate\"), creationDate ascending",
+                                 "assetResourcesForAsset: A/L0/001"));
+}
+
+TEST_P(PhotoKitCommands, AuthorizeAsksOnceWhateverTheStatus) {
+  for (const int answer : {0, 1, 2, 3, 4, 7}) {
+    stand_in::library().authorizationStatus = AuthorizationStatus{answer};
+    stand_in::library().promptAnswer = AuthorizationStatus{answer};
+    const bool isGranted = answer == 3 || answer == 4;
+    EXPECT_EQ(ask({.command = "authorize"}),
+              isGranted ? R"({"ok":true,"status":"authorized"})" : refusal(answer));
+    EXPECT_THAT(takeCalls(), ElementsAre("requestAuthorizationForAccessLevel:handler: 2"));
+  }
 }
 
 TEST_P(PhotoKitCommands, AskForNothingButTheStatusWithoutAccess) {
-  for (const long status : {0, 1, 2, 5}) {
-    stand_in::library().status = status;
+  for (const char* command : {"Authorize", "coffee", ""}) {
+    requests_.push_back({.command = command});
+  }
+  for (const int status : {0, 1, 2, 5, -1}) {
+    stand_in::library().authorizationStatus = AuthorizationStatus{status};
     for (const Request& request : requests_) {
       if (request.command != "authorize") {
-        EXPECT_THAT(callsOf(request), ElementsAre("authorizationStatusForAccessLevel: 2"));
-        EXPECT_EQ(ask(request),
-                  R"({"ok":false,"status":"authorization_)" + std::to_string(status) + "\"}");
+        EXPECT_EQ(ask(request), refusal(status));
+        EXPECT_THAT(takeCalls(), ElementsAre(readStatus)) << request.command;
       }
     }
   }
@@ -165,31 +153,48 @@ TEST(PhotoKitSHA256, TakesMoreThanALengthOf32BitsHolds) {
   void* const zeros =
       mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   ASSERT_NE(zeros, MAP_FAILED);
-  stand_in::serve({.hashes = false});
-  const auto platform = platform::makeSystemPlatform();
-  platform->makeSHA256()->update({static_cast<const std::byte*>(zeros), size});
+  stand_in::serve({});
+  platform::makeSystemPlatform()->makeSHA256()->update(
+      {static_cast<const std::byte*>(zeros), size});
   munmap(zeros, size);
-  EXPECT_THAT(takeCalls(), ElementsAre("CC_SHA256_Update 1073741824", "CC_SHA256_Update 1073741824",
-                                       "CC_SHA256_Update 1073741824", "CC_SHA256_Update 1073741824",
-                                       "CC_SHA256_Update 5"));
+  Calls calls(4, "CC_SHA256_Update 1073741824");
+  calls.emplace_back("CC_SHA256_Update 5");
+  EXPECT_EQ(takeCalls(), calls);
 }
 
-TEST(PhotoKitHelper, ServesTheWholeProtocolOverPipesAndEndsWithItsInput) {
+TEST(PhotoKitHelper, ServesEveryCommandOverPipesAndEndsWithItsInput) {
   const TemporaryFolder folder;
   ChildProcess helper({PHOTOKIT_HELPER}, folder.path());
-  helper.write(R"({"command":"export","assetID":"A/L0/001","photoKitResourceType":9,)"
-               R"("destination":"copy.MOV"})"
-               "\n{\n"
-               R"({"command":"discover","limit":1,"offset":1})"
-               "\n");
-  EXPECT_THAT(helper.readLine(), testing::HasSubstr(R"("status":"exported")"));
-  EXPECT_THAT(helper.readLine(), testing::HasSubstr("invalid_request"));
-  EXPECT_EQ(helper.readLine(), R"({"ok":true,"status":"discovered","assets":[]})"
-                               "\n");
+  const std::string asset = R"("assetID":"A/L0/001")";
+  const std::string reclaim = R"({"command":"reclaim","assetIDs":["H","A/L0/001"]})";
+  for (const auto& [request, answer] : std::vector<std::pair<std::string, std::string>>{
+           {R"({"command":"authorize"})", R"({"ok":true,"status":"authorized"})"},
+           {"{", R"({"ok":false,"status":"invalid_request"})"},
+           {R"({"command":"discover","cutoff":7})",
+            R"({"ok":true,"status":"discovered","assets":[{"assetID":"A\/L0\/001",)"
+            R"("filename":"IMG_0001.CR2","createdAt":5.5E0,"modifiedAt":6,"mediaType":"photo",)"
+            R"("photoKitResourceType":1,"isRaw":true,"isLivePhotoCompanion":false,)"
+            R"("isLivePhotoImage":true,"isCurrentEdit":false},{"assetID":"A\/L0\/001",)"
+            R"("filename":"IMG_0001.MOV","createdAt":5.5E0,"modifiedAt":6,"mediaType":"photo",)"
+            R"("photoKitResourceType":9,"isRaw":false,"isLivePhotoCompanion":true,)"
+            R"("isLivePhotoImage":false,"isCurrentEdit":false}]})"},
+           {R"({"command":"estimate","photoKitResourceType":9,)" + asset + "}",
+            R"({"ok":true,"status":"estimated","bytes":5})"},
+           {R"({"command":"export","photoKitResourceType":1,"destination":"copy",)" + asset + "}",
+            R"({"ok":true,"status":"exported","sha256":)"
+            R"("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad","bytes":3})"},
+           {R"({"command":"open",)" + asset + "}", R"({"ok":true,"status":"opened_in_photos"})"},
+           {reclaim, R"({"ok":true,"status":"moved_to_recently_deleted"})"},
+           {reclaim,
+            R"({"ok":false,"status":"missing","error":"One or more assets no longer exist"})"}}) {
+    helper.write(request + "\n");
+    EXPECT_EQ(helper.readLine(), answer + "\n");
+  }
   EXPECT_EQ(helper.wait(), 0);
-  EXPECT_EQ(std::filesystem::file_size(folder.path() / "copy.MOV"), 5U);
+  std::ifstream file(folder.path() / "copy");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "abc");
   // Foundation reports there what is autoreleased without a pool.
-  EXPECT_THAT(helper.errors(), testing::Not(testing::HasSubstr("autorelease")));
+  EXPECT_THAT(helper.errors(), Not(testing::HasSubstr("autorelease")));
 }
 
 }  // namespace

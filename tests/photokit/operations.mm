@@ -1,10 +1,11 @@
 // What the frameworks do: access, the delivery of data, changes, opening, hashing, queues.
-#define OPENSSL_SUPPRESS_DEPRECATED
 #import <AppKit/AppKit.h>
 #include <CommonCrypto/CommonDigest.h>
 #import <Photos/Photos.h>
 #include <dispatch/dispatch.h>
 #include <unistd.h>
+
+#include <utility>
 
 #include "platform/local/serial_queue.h"
 #include "tests/photokit/stand_in.h"
@@ -14,36 +15,23 @@ using stand_in::library;
 
 namespace {
 
-using DataHandler = void (^)(NSData*);
-using CompletionHandler = void (^)(NSError*);
-
 constexpr long userCancelled = 3072;
 constexpr long networkAccessRequired = 3164;
 
-/// The assets whose deletion the running change block has asked for; null outside of one.
-std::vector<stand_in::Asset*>* deletions = nullptr;
+/// The assets whose deletion the running change block has asked for.
+std::set<std::string> deletions;  // NOLINT(bugprone-throwing-static-initialization)
 
-void give(DataHandler handler, const std::string& chunk) {
-  NSData* const data = [[StandInData alloc] initWithText:chunk];
-  handler(data);
-  [data release];
-}
-
-void deliver(const stand_in::Resource& resource, bool isNetworkAllowed, DataHandler dataReceived,
-             CompletionHandler completion) {
-  const bool isAvailable = !resource.isInCloud || isNetworkAllowed;
-  for (const std::string& chunk : isAvailable ? resource.chunks : std::vector<std::string>()) {
-    give(dataReceived, chunk);
+/// An error of the caller's own, or nil.
+NSError* newError(const std::optional<std::string>& description, long code) {
+  if (!description) {
+    return nil;
   }
-  NSError* const error =
-      stand_in::newError(isAvailable ? library().deliveryFailure : stand_in::Failure::described,
-                         networkAccessRequired);
-  for (int count = 0; count < library().completions; ++count) {
-    completion(error);
-  }
-  [error release];
-  if (library().deliversAfterCompletion) {
-    give(dataReceived, "late");
+  @autoreleasepool {
+    return [[NSError alloc]
+        initWithDomain:@"PHPhotosErrorDomain"
+                  code:code
+              userInfo:[NSDictionary dictionaryWithObject:stand_in::string(*description)
+                                                   forKey:NSLocalizedDescriptionKey]];
   }
 }
 
@@ -57,58 +45,46 @@ void deliver(const stand_in::Resource& resource, bool isNetworkAllowed, DataHand
 
 + (PHAuthorizationStatus)authorizationStatusForAccessLevel:(PHAccessLevel)level {
   called("authorizationStatusForAccessLevel:", std::to_string(level));
-  return static_cast<PHAuthorizationStatus>(library().status);
+  return PHAuthorizationStatus{std::to_underlying(library().authorizationStatus)};
 }
 
 + (void)requestAuthorizationForAccessLevel:(PHAccessLevel)level
                                    handler:(void (^)(PHAuthorizationStatus status))handler {
   called("requestAuthorizationForAccessLevel:handler:", std::to_string(level));
-  if (library().status == PHAuthorizationStatusNotDetermined) {
-    library().status = library().promptAnswer;
+  if (library().authorizationStatus == photos::AuthorizationStatus::notDetermined) {
+    library().authorizationStatus = library().promptAnswer;
   }
-  void (^const kept)(PHAuthorizationStatus) = Block_copy(handler);
-  stand_in::answer([kept] {
-    for (int count = 0; count < library().completions; ++count) {
-      kept(static_cast<PHAuthorizationStatus>(library().status));
-    }
-    Block_release(kept);
+  stand_in::answer(^{
+    handler(PHAuthorizationStatus{std::to_underlying(library().authorizationStatus)});
   });
 }
 
 - (void)performChanges:(void (^)(void))changeBlock
      completionHandler:(void (^)(BOOL success, NSError* error))completionHandler {
   called("performChanges:completionHandler:");
-  void (^const change)(void) = Block_copy(changeBlock);
-  void (^const completion)(BOOL, NSError*) = Block_copy(completionHandler);
-  stand_in::answer([change, completion] {
-    std::vector<stand_in::Asset*> asked;
-    deletions = &asked;
-    change();
-    deletions = nullptr;
-    for (stand_in::Asset* const asset : asked) {
-      asset->isDeleted = library().deletionSuccess;
+  stand_in::answer(^{
+    deletions.clear();
+    changeBlock();
+    if (library().deletionSuccess) {
+      library().deleted.merge(deletions);
     }
-    NSError* const error = stand_in::newError(library().deletionFailure, userCancelled);
-    for (int count = 0; count < library().completions; ++count) {
-      completion(library().deletionSuccess ? YES : NO, error);
-    }
+    NSError* const error = newError(library().deletionError, userCancelled);
+    completionHandler(library().deletionSuccess ? YES : NO, error);
     [error release];
-    Block_release(change);
-    Block_release(completion);
   });
 }
 @end
 
 @implementation PHAssetChangeRequest
 + (void)deleteAssets:(id<NSFastEnumeration>)assets {
-  std::vector<stand_in::Asset*> asked;
+  std::set<std::string> asked;
   std::string list = [static_cast<id>(assets) isKindOfClass:[PHFetchResult class]] ? "result" : "";
   for (PHAsset* const asset in assets) {
-    asked.push_back(static_cast<stand_in::Asset*>(const_cast<void*>(asset->described_)));
-    list += " " + asked.back()->localIdentifier.value_or("nil");
+    asked.insert(asset->described_->localIdentifier);
+    list += " " + asset->described_->localIdentifier;
   }
   called("deleteAssets:", list);
-  *deletions = std::move(asked);
+  deletions = std::move(asked);
 }
 @end
 
@@ -133,16 +109,22 @@ void deliver(const stand_in::Resource& resource, bool isNetworkAllowed, DataHand
                         options:(PHAssetResourceRequestOptions*)options
             dataReceivedHandler:(void (^)(NSData* data))dataReceivedHandler
               completionHandler:(void (^)(NSError* error))completionHandler {
-  const auto* const described = static_cast<const stand_in::Resource*>(resource->described_);
-  called("requestDataForAssetResource:options:dataReceivedHandler:completionHandler:",
-         described->originalFilename.value_or("nil"));
-  const DataHandler dataReceived = Block_copy(dataReceivedHandler);
-  const CompletionHandler completion = Block_copy(completionHandler);
-  const bool isNetworkAllowed = options != nil && [options isNetworkAccessAllowed];
-  stand_in::answer([=] {
-    deliver(*described, isNetworkAllowed, dataReceived, completion);
-    Block_release(dataReceived);
-    Block_release(completion);
+  const std::string& name = resource->described_->originalFilename;
+  called("requestDataForAssetResource:options:dataReceivedHandler:completionHandler:", name);
+  const bool isAvailable = !library().inCloud.contains(name) || [options isNetworkAccessAllowed];
+  const auto* const chunks = isAvailable ? &library().chunks[name] : nullptr;
+  stand_in::answer(^{
+    for (std::size_t index = 0; chunks != nullptr && index < chunks->size(); ++index) {
+      // Foundation's init would make another kind of data of it.
+      StandInData* const data = [StandInData alloc];
+      data->bytes_ = (*chunks)[index];
+      dataReceivedHandler(data);
+      [data release];
+    }
+    NSError* const error = newError(
+        chunks == nullptr ? "It is in the cloud" : library().deliveryError, networkAccessRequired);
+    completionHandler(error);
+    [error release];
   });
   return 1;
 }
@@ -155,24 +137,17 @@ void deliver(const stand_in::Resource& resource, bool isNetworkAllowed, DataHand
 }
 - (BOOL)openURL:(NSURL*)url {
   called("openURL:", stand_in::text([url absoluteString]));
-  return library().opensURLs ? YES : NO;
+  return YES;
 }
 @end
 
-int CC_SHA256_Init(CC_SHA256_CTX* context) { return SHA256_Init(context); }
-
 int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
-  if (library().hashes) {
-    return SHA256_Update(context, data, length);
-  }
   @autoreleasepool {
     called("CC_SHA256_Update", std::to_string(length));
   }
-  return 1;
-}
-
-int CC_SHA256_Final(unsigned char* digest, CC_SHA256_CTX* context) {
-  return SHA256_Final(digest, context);
+  // What is longer is there to be counted.
+  constexpr CC_LONG longest = 1 << 20;
+  return length > longest ? 1 : SHA256_Update(context, data, length);
 }
 
 // As there, the main queue is not served by the thread that the process began with, and no queue

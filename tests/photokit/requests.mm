@@ -12,18 +12,22 @@ std::string ask(const protocol::Request& request) {
 }
 
 stand_in::Library smallLibrary() {
-  return {.album = "ALBUM/L0/040",
-          .assets = {{.localIdentifier = "V/L0/001", .mediaType = 2, .creationDate = 7},
-                     {.localIdentifier = "undated"},
-                     {.localIdentifier = "A/L0/001",
-                      .creationDate = 5.5,
-                      .modificationDate = 6,
-                      .resources = {{.originalFilename = "IMG_0001.CR2", .chunks = {"ab", "", "c"}},
-                                    {.type = 9,
-                                     .originalFilename = "IMG_0001.MOV",
-                                     .chunks = {"video"},
-                                     .isInCloud = true}}},
-                     {.localIdentifier = "H", .creationDate = 1, .isHidden = true}}};
+  using enum photos::AssetResourceType;
+  stand_in::Library library;
+  library.userLibraryAlbum = "ALBUM/L0/040";
+  library.assets = {{.localIdentifier = "V/L0/001",
+                     .creationDate = 7,
+                     .mediaType = photos::AssetMediaType::video},
+                    {.localIdentifier = "undated"},
+                    {.localIdentifier = "A/L0/001",
+                     .creationDate = 5.5,
+                     .modificationDate = 6,
+                     .resources = {{photo, "IMG_0001.CR2"}, {pairedVideo, "IMG_0001.MOV"}}},
+                    {.localIdentifier = "H", .creationDate = 1}};
+  library.hidden = {"H"};
+  library.chunks = {{"IMG_0001.CR2", {"ab", "", "c"}}, {"IMG_0001.MOV", {"video"}}};
+  library.inCloud = {"IMG_0001.MOV"};
+  return library;
 }
 
 std::vector<protocol::Request> everyCommand(const std::filesystem::path& destination) {

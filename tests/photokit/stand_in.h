@@ -3,53 +3,39 @@
 #pragma once
 
 #import <Foundation/Foundation.h>
+#include <objc/blocks_runtime.h>
 
-#include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "tests/described_library.h"
+
 namespace stand_in {
 
-struct Resource {
-  long type = 1;
-  std::optional<std::string> originalFilename = "IMG_0001.JPG";
-  std::vector<std::string> chunks = {};
-  bool isInCloud = false;
-};
-
-struct Asset {
-  std::optional<std::string> localIdentifier;
-  long mediaType = 1;
-  std::optional<double> creationDate = {};
-  std::optional<double> modificationDate = {};
-  std::vector<Resource> resources = {};
-  bool isHidden = false;
-  bool isDeleted = false;
-};
-
-enum class Failure { none, described, undescribed };
-
-struct Library {
-  long status = 3;
-  long promptAnswer = 3;
-  std::optional<std::string> album = {};
-  bool opensURLs = true;
-  std::vector<Asset> assets = {};
+struct Library : tests::DescribedLibrary {
+  /// Assets, by their identifiers.
+  std::set<std::string> hidden = {};
+  std::set<std::string> deleted = {};
+  /// Resources, by their file names.
+  std::map<std::string, std::vector<std::string>> chunks = {};
+  std::set<std::string> inCloud = {};
 
   /// Callbacks come before the call that took them returns, not from the frameworks' own queue.
   bool answersAtOnce = false;
-  int completions = 1;
-  bool deliversAfterCompletion = false;
-  Failure deliveryFailure = Failure::none;
+  /// How often callbacks come, and whether the call that took them raises an exception all the
+  /// same.
+  int answers = 1;
+  bool raisesOnceQueued = false;
+  /// What an error says: maybe nothing.
+  std::optional<std::string> deliveryError = {};
+  std::optional<std::string> deletionError = {};
   bool deletionSuccess = true;
-  Failure deletionFailure = Failure::none;
   /// Methods that raise an exception, and methods that give nil.
   std::set<std::string> raising = {};
   std::set<std::string> givingNil = {};
-  /// Whether CC_SHA256_Update hashes, or only says what it was given.
-  bool hashes = true;
 };
 
 /// Serves another library, and forgets the calls.
@@ -64,37 +50,32 @@ Library& library();
 /// Returns once the frameworks' queue has nothing left to do.
 void waitForCallbacks();
 
-/// How many Objective-C objects of any class are alive; of them, those of one class.
+/// How many Objective-C objects of any class are alive, and the most that one class ever had since
+/// this was asked first.
 [[nodiscard]] long liveObjects();
 [[nodiscard]] long mostObjectsOf(Class kind);
 
 // For the stand-ins themselves.
 
-/// Another one for each library that is served.
-[[nodiscard]] unsigned generation();
-
 /// Takes down the call. Raises when the method is to; true when it is to give nil.
 bool called(const std::string& method, const std::string& arguments = {});
 
-/// Calls the work from the frameworks' queue, or at once.
-void answer(std::function<void()> work);
+/// Calls back from the frameworks' queue, or at once.
+void answer(void (^callbacks)(void));
 
 [[nodiscard]] std::string text(NSString* string);
 [[nodiscard]] NSString* string(const std::string& text);
-
-/// An error of the caller's own, or nil.
-[[nodiscard]] NSError* newError(Failure failure, long code);
 
 }  // namespace stand_in
 
 /// Temporary objects that the frameworks leave to the caller's autorelease pool.
 @interface StandInTemporary : NSObject
++ (void)leave;
 @end
 
 /// A chunk of bytes that are gone with it.
 @interface StandInData : NSData {
-  char* bytes_;
-  NSUInteger length_;
+ @public
+  std::string bytes_;
 }
-- (id)initWithText:(const std::string&)text;
 @end

@@ -15,7 +15,6 @@ namespace {
 
 struct World {
   Library library;
-  unsigned generation = 0;
   std::mutex mutex;
   std::vector<std::string> calls;
   // The last, so that it ends first.
@@ -32,12 +31,9 @@ World& world() {
 Library& serve(Library described) {
   waitForCallbacks();
   world().library = std::move(described);
-  ++world().generation;
   world().calls.clear();
   return library();
 }
-
-unsigned generation() { return world().generation; }
 
 Library& library() { return world().library; }
 
@@ -70,18 +66,28 @@ bool called(const std::string& method, const std::string& arguments) {
     const std::lock_guard lock(world().mutex);
     world().calls.push_back(arguments.empty() ? method : method + " " + arguments);
   }
-  [[[StandInTemporary alloc] init] autorelease];
+  [StandInTemporary leave];
   if (library().raising.contains(method)) {
     [NSException raise:NSInternalInconsistencyException format:@"%s raised", method.c_str()];
   }
   return library().givingNil.contains(method);
 }
 
-void answer(std::function<void()> work) {
+void answer(void (^callbacks)(void)) {
+  void (^const kept)(void) = Block_copy(callbacks);
+  const auto answers = [kept] {
+    for (int count = 0; count < library().answers; ++count) {
+      kept();
+    }
+    Block_release(kept);
+  };
   if (library().answersAtOnce) {
-    work();
+    answers();
   } else {
-    world().queue.async(std::move(work));
+    world().queue.async(answers);
+  }
+  if (library().raisesOnceQueued) {
+    [NSException raise:NSInternalInconsistencyException format:@"raised once queued"];
   }
 }
 
@@ -96,59 +102,16 @@ NSString* string(const std::string& text) {
 }  // namespace stand_in
 
 @implementation StandInTemporary
++ (void)leave {
+  [[[self alloc] init] autorelease];
+}
 @end
 
 @implementation StandInData
-- (id)initWithText:(const std::string&)text {
-  self = [super init];
-  if (self != nil) {
-    length_ = text.size();
-    bytes_ = new char[length_];
-    text.copy(bytes_, length_);
-  }
-  return self;
-}
-// Foundation's own init ends here.
-- (id)initWithBytesNoCopy:(void*)bytes length:(NSUInteger)length freeWhenDone:(BOOL)frees {
-  return self;
-}
-- (void)dealloc {
-  delete[] bytes_;
-  [super dealloc];
-}
 - (NSUInteger)length {
-  return length_;
+  return bytes_.size();
 }
 - (const void*)bytes {
-  return stand_in::called("bytes") || length_ == 0 ? nullptr : bytes_;
+  return stand_in::called("bytes") || bytes_.empty() ? nullptr : bytes_.data();
 }
 @end
-
-/// An error that has nothing to say, which Foundation's own never is.
-@interface StandInError : NSError
-@end
-
-@implementation StandInError
-- (NSString*)localizedDescription {
-  return stand_in::called("localizedDescription") ? nil : @"";
-}
-@end
-
-namespace stand_in {
-
-NSError* newError(Failure failure, long code) {
-  @autoreleasepool {
-    NSDictionary* const info = [NSDictionary dictionaryWithObject:@"The library’s own reason"
-                                                           forKey:NSLocalizedDescriptionKey];
-    switch (failure) {
-      case Failure::none:
-        return nil;
-      case Failure::described:
-        return [[NSError alloc] initWithDomain:@"PHPhotosErrorDomain" code:code userInfo:info];
-      case Failure::undescribed:
-        return [[StandInError alloc] initWithDomain:@"PHPhotosErrorDomain" code:code userInfo:nil];
-    }
-  }
-}
-
-}  // namespace stand_in

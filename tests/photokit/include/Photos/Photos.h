@@ -5,17 +5,15 @@
 #import <Foundation/Foundation.h>
 #include <objc/blocks_runtime.h>
 
-typedef NS_ENUM(NSInteger, PHAccessLevel) {
-  PHAccessLevelAddOnly = 1,
-  PHAccessLevelReadWrite = 2,
-};
-typedef NS_ENUM(NSInteger, PHAuthorizationStatus) {
-  PHAuthorizationStatusNotDetermined = 0,
-  PHAuthorizationStatusRestricted,
-  PHAuthorizationStatusDenied,
-  PHAuthorizationStatusAuthorized,
-  PHAuthorizationStatusLimited,
-};
+#include <vector>
+
+namespace tests {
+struct DescribedAsset;
+struct DescribedResource;
+}  // namespace tests
+
+typedef NS_ENUM(NSInteger, PHAccessLevel) { PHAccessLevelReadWrite = 2 };
+typedef NS_ENUM(NSInteger, PHAuthorizationStatus) { PHAuthorizationStatusNotDetermined = 0 };
 typedef NS_ENUM(NSInteger, PHAssetMediaType) { PHAssetMediaTypeUnknown = 0 };
 typedef NS_ENUM(NSInteger, PHAssetResourceType) { PHAssetResourceTypePhoto = 1 };
 typedef NS_ENUM(NSInteger, PHAssetCollectionType) { PHAssetCollectionTypeSmartAlbum = 2 };
@@ -43,7 +41,8 @@ typedef int32_t PHAssetResourceDataRequestID;
 
 @interface PHFetchResult<ObjectType> : NSObject <NSCopying, NSFastEnumeration> {
  @public
-  void* objects_;
+  Class kind_;
+  std::vector<const tests::DescribedAsset*> objects_;
   id enumerated_;
 }
 @property(readonly) NSUInteger count;
@@ -53,7 +52,7 @@ typedef int32_t PHAssetResourceDataRequestID;
 
 @interface PHObject : NSObject {
  @public
-  const void* described_;
+  const tests::DescribedAsset* described_;
 }
 @property(readonly, copy) NSString* localIdentifier;
 @end
@@ -69,14 +68,13 @@ typedef int32_t PHAssetResourceDataRequestID;
 
 @interface PHAssetCollection : PHObject
 + (PHFetchResult<PHAssetCollection*>*)fetchAssetCollectionsWithType:(PHAssetCollectionType)type
-                                                            subtype:
-                                                                (PHAssetCollectionSubtype)subtype
+                                                            subtype:(PHAssetCollectionSubtype)which
                                                             options:(PHFetchOptions*)options;
 @end
 
 @interface PHAssetResource : NSObject {
  @public
-  const void* described_;
+  const tests::DescribedResource* described_;
 }
 @property(readonly) PHAssetResourceType type;
 @property(readonly, copy) NSString* originalFilename;
