@@ -1,9 +1,7 @@
 // Exports and estimates where something goes wrong on the way, on a real local library, with real
 // files and one broken operation at most.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -18,7 +16,6 @@
 #include "photos/export.h"
 #include "platform/local/library_writer.h"
 #include "platform/local/local_platform.h"
-#include "tests/forwarding_platform.h"
 #include "tests/temporary_folder.h"
 
 namespace tests {
@@ -38,12 +35,13 @@ std::string bytesOf(const fs::path& file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// What a file handle does to each write, by number, and to the close.
+/// What goes wrong: a write, by its number, and the close. What was asked for is counted.
 struct Faults {
   int failingWrite = 0;
   bool closeFails = false;
   int writes = 0;
   int closes = 0;
+  int requests = 0;
 };
 
 class FaultyHandle : public photos::FileHandle {
@@ -65,17 +63,25 @@ class FaultyHandle : public photos::FileHandle {
   Faults& faults_;
 };
 
-class FaultyFiles : public ForwardingPlatform {
+class FaultyPlatform : public platform::local::LocalPlatform {
  public:
-  using ForwardingPlatform::ForwardingPlatform;
+  using LocalPlatform::LocalPlatform;
   Faults faults;
   std::expected<std::unique_ptr<photos::FileHandle>, Error> fileHandleForWriting(
       const std::string& path) override {
-    auto handle = ForwardingPlatform::fileHandleForWriting(path);
+    auto handle = LocalPlatform::fileHandleForWriting(path);
     if (handle) {
       handle = std::make_unique<FaultyHandle>(std::move(*handle), faults);
     }
     return handle;
+  }
+  void requestDataForAssetResource(const photos::AssetResource& resource,
+                                   const photos::AssetResourceRequestOptions& options,
+                                   DataReceivedHandler dataReceivedHandler,
+                                   CompletionHandler completionHandler) override {
+    ++faults.requests;
+    LocalPlatform::requestDataForAssetResource(resource, options, std::move(dataReceivedHandler),
+                                               std::move(completionHandler));
   }
 };
 
@@ -111,111 +117,81 @@ class Streaming : public testing::Test {
             .destination = destination.empty() ? destination_.string() : destination};
   }
 
-  void expectFailure(const std::string& error, photos::Platform& platform) {
-    const Response response = photos::export_(request(), platform);
+  void expectFailure(const std::string& error) {
+    const Response response = photos::export_(request(), platform_);
     EXPECT_FALSE(response.ok);
     EXPECT_EQ(response.status, "export_failed");
     EXPECT_EQ(response.error, error);
     EXPECT_FALSE(response.sha256 || response.bytes);
   }
 
-  void expectSuccess(const std::string& sha256, std::int64_t bytes, photos::Platform& platform) {
-    const Response response = photos::export_(request(), platform);
+  void expectSuccess(const std::string& sha256, std::int64_t bytes) {
+    const Response response = photos::export_(request(), platform_);
     EXPECT_EQ(response.status, "exported") << response.error.value_or("");
     EXPECT_EQ(response.sha256, sha256);
     EXPECT_EQ(response.bytes, bytes);
     EXPECT_EQ(fs::file_size(destination_), static_cast<std::uintmax_t>(bytes));
-    EXPECT_EQ(photos::estimate(request(), platform).bytes, bytes);
+    EXPECT_EQ(photos::estimate(request(), platform_).bytes, bytes);
   }
 
   TemporaryFolder folder_;
   fs::path library_ = folder_.path() / "Library";
   fs::path destination_ = folder_.path() / "out";
-  platform::local::LocalPlatform local_{library_};
-  FaultyFiles faulty_{local_};
+  FaultyPlatform platform_{library_};
 };
 
 TEST_F(Streaming, WritesExactlyTheBytesWhateverTheChunksAndWhateverWasThere) {
   makeLibraryOfText("abc", {2, 0});
   std::ofstream(destination_) << "something longer than that";
-  expectSuccess(digestOfABC, 3, local_);
+  expectSuccess(digestOfABC, 3);
   EXPECT_EQ(bytesOf(destination_), "abc");
 }
 
 TEST_F(Streaming, HashesContentOfManyChunks) {
   // The long vector of FIPS 180-4, and as many zeros as take a part of a chunk at the end.
   makeLibraryOfText(std::string(1'000'000, 'a'));
-  expectSuccess("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0", 1'000'000,
-                local_);
+  expectSuccess("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0", 1'000'000);
   fs::remove_all(library_);
   makeLibrary([](LibraryWriter&, NewAsset& asset) {
     asset.resources = {{.type = 1, .originalFilename = "a.jpg", .content = {.size = 67108865}}};
   });
-  expectSuccess("91990977345985aaf03af1358f4f989d7eaf985b58529efb72f613c588f6599a", 67108865,
-                local_);
+  expectSuccess("91990977345985aaf03af1358f4f989d7eaf985b58529efb72f613c588f6599a", 67108865);
 }
 
 TEST_F(Streaming, StopsWritingAtTheFirstFailedWrite) {
   makeLibraryOfText("abc", {1, 1, 1});
-  faulty_.faults.failingWrite = 2;
-  expectFailure("write failed", faulty_);
-  EXPECT_EQ(faulty_.faults.writes, 2);
-  EXPECT_EQ(faulty_.faults.closes, 1);
+  platform_.faults.failingWrite = 2;
+  expectFailure("write failed");
+  EXPECT_EQ(platform_.faults.writes, 2);
+  EXPECT_EQ(platform_.faults.closes, 1);
   EXPECT_EQ(bytesOf(destination_), "a");
 }
 
 TEST_F(Streaming, ReportsAFailedCloseRatherThanAFailedWrite) {
   makeLibraryOfText("abc");
-  faulty_.faults.closeFails = true;
-  expectFailure("close failed", faulty_);
-  faulty_.faults = {.failingWrite = 1, .closeFails = true};
-  expectFailure("close failed", faulty_);
+  platform_.faults.closeFails = true;
+  expectFailure("close failed");
+  platform_.faults = {.failingWrite = 1, .closeFails = true};
+  expectFailure("close failed");
 }
 
 TEST_F(Streaming, ReportsALibraryErrorRatherThanAFailedWriteAndKeepsWhatCame) {
   makeLibraryOfText("abcdef", {2, 2}, {{.afterBytes = 5, .error = "library failed"}});
-  expectFailure("library failed", local_);
+  expectFailure("library failed");
   EXPECT_EQ(bytesOf(destination_), "abcde");
-  EXPECT_EQ(photos::estimate(request(), local_).status, "estimate_failed");
-  faulty_.faults.failingWrite = 2;
-  expectFailure("library failed", faulty_);
-  EXPECT_EQ(faulty_.faults.closes, 0) << "an unfinished file is only let go";
+  EXPECT_EQ(photos::estimate(request(), platform_).status, "estimate_failed");
+  platform_.faults = {.failingWrite = 2};
+  expectFailure("library failed");
+  EXPECT_EQ(platform_.faults.closes, 0) << "an unfinished file is only let go";
   EXPECT_EQ(bytesOf(destination_), "ab");
 }
 
 TEST_F(Streaming, MakesNoRequestForDataThatCannotBeWritten) {
-  struct NoData : ForwardingPlatform {
-    using ForwardingPlatform::ForwardingPlatform;
-    void requestDataForAssetResource(const photos::AssetResource& /*resource*/,
-                                     const photos::AssetResourceRequestOptions& /*options*/,
-                                     DataReceivedHandler /*dataReceivedHandler*/,
-                                     CompletionHandler /*completionHandler*/) override {
-      ADD_FAILURE() << "data was requested";
-    }
-  };
   makeLibraryOfText("abc");
   fs::create_directory(destination_);
-  NoData platform(local_);
   expectFailure("The file “" + destination_.string() +
-                    "” could not be opened for writing: " + "Is a directory",
-                platform);
-}
-
-TEST_F(Streaming, TakesACompletionThatComesBeforeTheRequestReturns) {
-  struct AtOnce : ForwardingPlatform {
-    using ForwardingPlatform::ForwardingPlatform;
-    void requestDataForAssetResource(const photos::AssetResource& /*resource*/,
-                                     const photos::AssetResourceRequestOptions& options,
-                                     DataReceivedHandler dataReceivedHandler,
-                                     CompletionHandler completionHandler) override {
-      EXPECT_TRUE(options.networkAccessAllowed);
-      dataReceivedHandler(std::as_bytes(std::span("abc", 3)));
-      completionHandler(std::nullopt);
-    }
-  };
-  makeLibraryOfText("from the library");
-  AtOnce platform(local_);
-  expectSuccess(digestOfABC, 3, platform);
+                "” could not be opened for writing: " + "Is a directory");
+  EXPECT_EQ(platform_.faults.requests, 0);
 }
 
 TEST_F(Streaming, TellsWhatIsWrongWithAnOriginal) {
@@ -223,13 +199,13 @@ TEST_F(Streaming, TellsWhatIsWrongWithAnOriginal) {
   const fs::path original = library_ / "originals" / "ba" / digestOfABC;
   ASSERT_EQ(bytesOf(original), "abc");
   std::ofstream(original) << "abcd";
-  expectFailure("The original “a.jpg” is longer than the library recorded", local_);
+  expectFailure("The original “a.jpg” is longer than the library recorded");
   std::ofstream(original) << "ab";
-  expectFailure("The original “a.jpg” is shorter than the library recorded", local_);
+  expectFailure("The original “a.jpg” is shorter than the library recorded");
   EXPECT_EQ(bytesOf(destination_), "");
   fs::remove(original);
-  expectFailure("The original “a.jpg” is missing from the library", local_);
-  EXPECT_EQ(photos::estimate(request(), local_).status, "estimate_failed");
+  expectFailure("The original “a.jpg” is missing from the library");
+  EXPECT_EQ(photos::estimate(request(), platform_).status, "estimate_failed");
 }
 
 TEST_F(Streaming, SurvivesTheFileSizeLimit) {
@@ -241,32 +217,25 @@ TEST_F(Streaming, SurvivesTheFileSizeLimit) {
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
   const rlimit low{.rlim_cur = 300'000, .rlim_max = limit.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &low), 0);
-  expectFailure("The file “" + destination_.string() + "” could not be written: File too large",
-                local_);
+  expectFailure("The file “" + destination_.string() + "” could not be written: File too large");
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
   EXPECT_EQ(fs::file_size(destination_), 300'000U);
 }
 
-int openDescriptors() {
-  constexpr int enough = 256;
-  int count = 0;
-  for (int descriptor = 0; descriptor < enough; ++descriptor) {
-    count += fcntl(descriptor, F_GETFD) >= 0 ? 1 : 0;
-  }
-  return count;
-}
-
 TEST_F(Streaming, LeaksNoDescriptorOverThousandsOfFailures) {
   makeLibraryOfText("abc", {}, {{.afterBytes = 1, .error = "library failed"}});
-  faulty_.faults.failingWrite = 1;
-  expectFailure("library failed", faulty_);
-  const int before = openDescriptors();
+  platform_.faults.failingWrite = 1;
+  expectFailure("library failed");
+  const auto openDescriptors = [] {
+    return std::distance(fs::directory_iterator("/dev/fd"), fs::directory_iterator());
+  };
+  const auto before = openDescriptors();
   for (int round = 0; round < 2500; ++round) {
-    faulty_.faults.writes = 0;
-    ASSERT_EQ(photos::export_(request(), faulty_).status, "export_failed");
-    ASSERT_EQ(photos::export_(request(), local_).status, "export_failed");
-    ASSERT_EQ(photos::export_(request("/no/folder"), local_).status, "export_failed");
-    ASSERT_EQ(photos::estimate(request(), local_).status, "estimate_failed");
+    platform_.faults.writes = 0;
+    ASSERT_EQ(photos::export_(request(), platform_).status, "export_failed");
+    ASSERT_EQ(photos::export_(request(), platform_).status, "export_failed");
+    ASSERT_EQ(photos::export_(request("/no/folder"), platform_).status, "export_failed");
+    ASSERT_EQ(photos::estimate(request(), platform_).status, "estimate_failed");
   }
   EXPECT_EQ(openDescriptors(), before);
 }

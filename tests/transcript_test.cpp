@@ -1,6 +1,5 @@
-// Plays each transcript against the real program, once with all requests sent in one go and once
-// with each sent when the answer to the one before has come. transcripts/README.md explains the
-// notation to its readers; a line is one of
+// Plays each transcript against the real program. transcripts/README.md explains the notation to
+// its readers; a line is one of
 //
 //   # a comment, or an empty line
 //   library: FILE.json    a session on the library that photos-sim makes of that description
@@ -20,7 +19,6 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -120,36 +118,19 @@ void checkAnswer(const Exchange& exchange, std::string answer) {
   EXPECT_EQ(parsed, boost::json::parse(exchange.answer));
 }
 
-enum class Sending { inOneGo, oneAtATime };
-
-void play(const Session& session, Sending sending) {
+void play(const Session& session) {
   const TemporaryFolder folder;
   const bool isThere = session.library != "none";
   if (isThere) {
     makeLibrary(session.library, folder.path());
   }
   ChildProcess program({PHOTOS_SIM, "serve", "Library"}, folder.path());
-  // What is sent in one go is sent from another thread, so that answers can be read meanwhile.
-  std::future<void> sender;
-  if (sending == Sending::inOneGo) {
-    sender = std::async(std::launch::async, [&] {
-      for (const Exchange& exchange : session.exchanges) {
-        program.write(exchange.request);
-      }
-      program.closeInput();
-    });
-  }
   for (const Exchange& exchange : session.exchanges) {
-    if (sending == Sending::oneAtATime) {
-      program.write(exchange.request);
-      if (!exchange.request.ends_with('\n')) {
-        program.closeInput();
-      }
+    program.write(exchange.request);
+    if (!exchange.request.ends_with('\n')) {
+      program.closeInput();
     }
     checkAnswer(exchange, program.readLine());
-  }
-  if (sending == Sending::inOneGo) {
-    sender.get();
   }
   program.closeInput();
   EXPECT_EQ(program.readToEnd(), "") << "more answers than requests";
@@ -157,20 +138,15 @@ void play(const Session& session, Sending sending) {
   EXPECT_TRUE(!isThere || program.errors().empty()) << program.errors();
 }
 
-class Transcript : public testing::TestWithParam<std::string> {
- protected:
-  static void playAll(Sending sending) {
-    const auto sessions = readTranscript(fs::path(TRANSCRIPTS) / (GetParam() + ".transcript"));
-    ASSERT_FALSE(sessions.empty());
-    for (const Session& session : sessions) {
-      play(session, sending);
-    }
+class Transcript : public testing::TestWithParam<std::string> {};
+
+TEST_P(Transcript, IsPlayedByTheProgram) {
+  const auto sessions = readTranscript(fs::path(TRANSCRIPTS) / (GetParam() + ".transcript"));
+  ASSERT_FALSE(sessions.empty());
+  for (const Session& session : sessions) {
+    play(session);
   }
-};
-
-TEST_P(Transcript, SentInOneGo) { playAll(Sending::inOneGo); }
-
-TEST_P(Transcript, SentOneAtATime) { playAll(Sending::oneAtATime); }
+}
 
 INSTANTIATE_TEST_SUITE_P(All, Transcript, testing::ValuesIn(allTranscripts()),
                          [](const auto& transcript) { return transcript.param; });
