@@ -88,26 +88,22 @@ class FaultyPlatform : public platform::local::LocalPlatform {
 /// A library of one asset, "A", and a folder for what is exported.
 class Streaming : public testing::Test {
  protected:
-  void makeLibrary(const std::function<void(LibraryWriter&, NewAsset&)>& describe) {
+  /// Of one resource of type 1 that holds the text, or else as many zeros.
+  void makeLibrary(const std::string& text, std::int64_t zeros = 0,
+                   std::vector<std::int64_t> chunks = {},
+                   std::optional<platform::local::DeliveryFailure> failure = {}) {
     fs::create_directory(library_);
     auto writer = LibraryWriter::create(library_, {.authorizationStatus = 3});
     ASSERT_TRUE(writer);
     NewAsset asset{.localIdentifier = "A"};
-    describe(*writer, asset);
+    asset.resources = {{.type = 1, .originalFilename = "a.jpg", .content = {.size = zeros}}};
+    if (zeros == 0) {
+      asset.resources[0].content = writer->storeText(text).value();
+    }
+    asset.resources[0].chunks = std::move(chunks);
+    asset.resources[0].failure = std::move(failure);
     ASSERT_TRUE(writer->addAsset(asset));
     ASSERT_FALSE(writer->finish());
-  }
-
-  /// One resource of type 1 that holds the text.
-  void makeLibraryOfText(const std::string& text, std::vector<std::int64_t> chunks = {},
-                         std::optional<platform::local::DeliveryFailure> failure = {}) {
-    makeLibrary([&](LibraryWriter& writer, NewAsset& asset) {
-      asset.resources = {{.type = 1,
-                          .originalFilename = "a.jpg",
-                          .content = writer.storeText(text).value(),
-                          .chunks = std::move(chunks),
-                          .failure = std::move(failure)}};
-    });
   }
 
   [[nodiscard]] Request request(const std::string& destination = "") const {
@@ -141,7 +137,7 @@ class Streaming : public testing::Test {
 };
 
 TEST_F(Streaming, WritesExactlyTheBytesWhateverTheChunksAndWhateverWasThere) {
-  makeLibraryOfText("abc", {2, 0});
+  makeLibrary("abc", 0, {2, 0});
   std::ofstream(destination_) << "something longer than that";
   expectSuccess(digestOfABC, 3);
   EXPECT_EQ(bytesOf(destination_), "abc");
@@ -149,17 +145,15 @@ TEST_F(Streaming, WritesExactlyTheBytesWhateverTheChunksAndWhateverWasThere) {
 
 TEST_F(Streaming, HashesContentOfManyChunks) {
   // The long vector of FIPS 180-4, and as many zeros as take a part of a chunk at the end.
-  makeLibraryOfText(std::string(1'000'000, 'a'));
+  makeLibrary(std::string(1'000'000, 'a'));
   expectSuccess("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0", 1'000'000);
   fs::remove_all(library_);
-  makeLibrary([](LibraryWriter&, NewAsset& asset) {
-    asset.resources = {{.type = 1, .originalFilename = "a.jpg", .content = {.size = 67108865}}};
-  });
+  makeLibrary("", 67108865);
   expectSuccess("91990977345985aaf03af1358f4f989d7eaf985b58529efb72f613c588f6599a", 67108865);
 }
 
 TEST_F(Streaming, StopsWritingAtTheFirstFailedWrite) {
-  makeLibraryOfText("abc", {1, 1, 1});
+  makeLibrary("abc", 0, {1, 1, 1});
   platform_.faults.failingWrite = 2;
   expectFailure("write failed");
   EXPECT_EQ(platform_.faults.writes, 2);
@@ -168,7 +162,7 @@ TEST_F(Streaming, StopsWritingAtTheFirstFailedWrite) {
 }
 
 TEST_F(Streaming, ReportsAFailedCloseRatherThanAFailedWrite) {
-  makeLibraryOfText("abc");
+  makeLibrary("abc");
   platform_.faults.closeFails = true;
   expectFailure("close failed");
   platform_.faults = {.failingWrite = 1, .closeFails = true};
@@ -176,7 +170,7 @@ TEST_F(Streaming, ReportsAFailedCloseRatherThanAFailedWrite) {
 }
 
 TEST_F(Streaming, ReportsALibraryErrorRatherThanAFailedWriteAndKeepsWhatCame) {
-  makeLibraryOfText("abcdef", {2, 2}, {{.afterBytes = 5, .error = "library failed"}});
+  makeLibrary("abcdef", 0, {2, 2}, {{.afterBytes = 5, .error = "library failed"}});
   expectFailure("library failed");
   EXPECT_EQ(bytesOf(destination_), "abcde");
   EXPECT_EQ(photos::estimate(request(), platform_).status, "estimate_failed");
@@ -187,7 +181,7 @@ TEST_F(Streaming, ReportsALibraryErrorRatherThanAFailedWriteAndKeepsWhatCame) {
 }
 
 TEST_F(Streaming, MakesNoRequestForDataThatCannotBeWritten) {
-  makeLibraryOfText("abc");
+  makeLibrary("abc");
   fs::create_directory(destination_);
   expectFailure("The file “" + destination_.string() +
                 "” could not be opened for writing: " + "Is a directory");
@@ -195,7 +189,7 @@ TEST_F(Streaming, MakesNoRequestForDataThatCannotBeWritten) {
 }
 
 TEST_F(Streaming, TellsWhatIsWrongWithAnOriginal) {
-  makeLibraryOfText("abc");
+  makeLibrary("abc");
   const fs::path original = library_ / "originals" / "ba" / digestOfABC;
   ASSERT_EQ(bytesOf(original), "abc");
   std::ofstream(original) << "abcd";
@@ -209,9 +203,7 @@ TEST_F(Streaming, TellsWhatIsWrongWithAnOriginal) {
 }
 
 TEST_F(Streaming, SurvivesTheFileSizeLimit) {
-  makeLibrary([](LibraryWriter&, NewAsset& asset) {
-    asset.resources = {{.type = 1, .originalFilename = "a.jpg", .content = {.size = 1'000'000}}};
-  });
+  makeLibrary("", 1'000'000);
   std::signal(SIGXFSZ, SIG_IGN);  // as the helper does when it starts
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
@@ -223,7 +215,7 @@ TEST_F(Streaming, SurvivesTheFileSizeLimit) {
 }
 
 TEST_F(Streaming, LeaksNoDescriptorOverThousandsOfFailures) {
-  makeLibraryOfText("abc", {}, {{.afterBytes = 1, .error = "library failed"}});
+  makeLibrary("abc", 0, {}, {{.afterBytes = 1, .error = "library failed"}});
   platform_.faults.failingWrite = 1;
   expectFailure("library failed");
   const auto openDescriptors = [] {

@@ -16,12 +16,10 @@
 
 #include <algorithm>
 #include <boost/json.hpp>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/child_process.h"
@@ -45,17 +43,15 @@ struct Session {
   std::vector<Exchange> exchanges;
 };
 
-std::string withoutEscapes(std::string_view text) {
+std::string withoutEscapes(const std::string& text) {
   std::string bytes;
-  while (!text.empty()) {
-    const std::size_t taken = text.front() == '%' ? 3 : 1;
-    unsigned char byte = static_cast<unsigned char>(text.front());
-    if (taken == 3 &&
-        std::from_chars(text.data() + 1, text.data() + 3, byte, 16).ptr != text.data() + 3) {
-      throw std::runtime_error("a percent sign without two hexadecimal digits");
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    if (text[index] != '%') {
+      bytes += text[index];
+    } else {
+      bytes += static_cast<char>(std::stoi(text.substr(index + 1, 2), nullptr, 16));
+      index += 2;
     }
-    bytes.push_back(static_cast<char>(byte));
-    text.remove_prefix(taken);
   }
   return bytes;
 }

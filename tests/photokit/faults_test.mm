@@ -5,8 +5,10 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <array>
 #include <future>
 #include <limits>
+#include <tuple>
 
 #include "tests/photokit/requests.h"
 #include "tests/photokit/stand_in.h"
@@ -33,12 +35,6 @@ class PhotoKitFaults : public testing::Test {
 };
 
 TEST_F(PhotoKitFaults, ExceptionsAndNilAreAbsentValuesOrTheRequestsFailure) {
-  struct Case {
-    const char* method;
-    const char* command;
-    const char* partWhenRaising;
-    const char* partWhenNil = nullptr;
-  };
   constexpr auto nothing = R"({"ok":true,"status":"discovered","assets":[]})";
   constexpr auto unchanged = R"("createdAt":5.5E0,"mediaType")";
   constexpr auto restricted = R"({"ok":false,"status":"authorization_1"})";
@@ -47,7 +43,9 @@ TEST_F(PhotoKitFaults, ExceptionsAndNilAreAbsentValuesOrTheRequestsFailure) {
   constexpr auto noURL = R"({"ok":false,"status":"open_unavailable"})";
   constexpr auto unopened = R"({"ok":false,"status":"opened_in_photos"})";
   constexpr auto noEstimate = R"("estimate_failed","error":"Photos could not retrieve this )";
-  for (const auto& [method, command, partWhenRaising, partWhenNil] : std::vector<Case>{
+  // A method, a command, and a part of its answer when the method raises and when it gives nil.
+  for (const auto& [method, command, raised, nothingGiven] :
+       std::vector<std::array<const char*, 4>>{
            {"authorizationStatusForAccessLevel:", "discover", restricted},
            {"requestAuthorizationForAccessLevel:handler:", "authorize", restricted},
            {"fetchAssetsWithOptions:", "discover", nothing, nothing},
@@ -58,8 +56,6 @@ TEST_F(PhotoKitFaults, ExceptionsAndNilAreAbsentValuesOrTheRequestsFailure) {
            {"modificationDate", "discover", unchanged, unchanged},
            {"localIdentifier", "discover", R"("assetID":"")", R"("assetID":"")"},
            {"originalFilename", "discover", R"("filename":"")", R"("filename":"")"},
-           {"assetResourcesForAsset:", "discover", nothing, nothing},
-           {"type", "discover", nothing},
            {"fetchAssetsWithLocalIdentifiers:options:", "export", missing, missing},
            {"fetchAssetsWithLocalIdentifiers:options:", "reclaim", "One or more", "One or more"},
            {"firstObject", "open", missing, missing},
@@ -70,7 +66,6 @@ TEST_F(PhotoKitFaults, ExceptionsAndNilAreAbsentValuesOrTheRequestsFailure) {
            {"requestDataForAssetResource:options:dataReceivedHandler:completionHandler:", "export",
             R"(completionHandler: raised"})"},
            {"bytes", "export", R"("export_failed","error":"bytes raised"})"},
-           {"bytes", "estimate", noEstimate},
            {"fetchAssetCollectionsWithType:subtype:options:", "open", noURL, noURL},
            {"localIdentifier", "open", noURL, noURL},
            {"sharedWorkspace", "open", unopened, unopened},
@@ -79,7 +74,7 @@ TEST_F(PhotoKitFaults, ExceptionsAndNilAreAbsentValuesOrTheRequestsFailure) {
            {"performChanges:completionHandler:", "reclaim", R"(completionHandler: raised"})"},
            {"deleteAssets:", "reclaim", R"("reclaim_failed","error":"deleteAssets: raised"})"}}) {
     for (const bool raises : {true, false}) {
-      if (const char* const part = raises ? partWhenRaising : partWhenNil) {
+      if (const char* const part = raises ? raised : nothingGiven) {
         Library& faulty = stand_in::serve(smallLibrary());
         (raises ? faulty.raising : faulty.givingNil) = {method};
         EXPECT_THAT(answer(command), HasSubstr(part)) << method;
@@ -120,25 +115,15 @@ TEST_F(PhotoKitFaults, ValuesThatOthersTripOverComeAsTheyAreOrNotAtAll) {
 }
 
 TEST_F(PhotoKitFaults, SecondCompletionsAreReportedAndChangeNothing) {
-  struct Case {
-    std::string command;
-    const char* success;
-    const char* failure;
-    const char* label;
-  };
-  struct Fault {
-    bool answersAtOnce;
-    int answers;
-    bool raises;
-  };
   openlog("tests", LOG_PERROR, LOG_USER);
-  for (const auto& [command, success, failure, label] : std::vector<Case>{
+  for (const auto& [command, success, failure, label] : std::vector<std::array<std::string, 4>>{
            {"authorize", R"("authorized"})", R"("authorization_1"})", "authorize()"},
            {"estimate", R"("bytes":5})", R"("estimate_failed")", "resourceByteCount(_:)"},
            {"export", R"("bytes":3})", R"("raised once queued"})", "streamResource(_:to:)"},
            {"reclaim", "moved_to_recently", R"("raised once queued"})", "reclaim(_:)"}}) {
     for (const auto& [answersAtOnce, answers, raises] :
-         {Fault{false, 2, false}, {true, 2, false}, {false, 1, true}, {true, 1, true}}) {
+         {std::tuple(false, 2, false), std::tuple(true, 2, false), std::tuple(false, 1, true),
+          std::tuple(true, 1, true)}) {
       Library& faulty = stand_in::serve(smallLibrary());
       // The exception is the first to complete when the queue is held up until then.
       const bool isFailure = raises && !answersAtOnce;
@@ -157,7 +142,7 @@ TEST_F(PhotoKitFaults, SecondCompletionsAreReportedAndChangeNothing) {
       failed.set_value();
       stand_in::waitForCallbacks();
       EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                  HasSubstr(std::string(label) + " was resumed more than once"));
+                  HasSubstr(label + " was resumed more than once"));
       EXPECT_EQ(faulty.deleted.empty(), command != "reclaim" || isFailure);
       EXPECT_TRUE(command != "export" || std::filesystem::file_size(file_) == (isFailure ? 0 : 3));
     }

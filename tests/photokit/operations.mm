@@ -112,17 +112,17 @@ NSError* newError(const std::optional<std::string>& description, long code) {
   const std::string& name = resource->described_->originalFilename;
   called("requestDataForAssetResource:options:dataReceivedHandler:completionHandler:", name);
   const bool isAvailable = !library().inCloud.contains(name) || [options isNetworkAccessAllowed];
-  const auto* const chunks = isAvailable ? &library().chunks[name] : nullptr;
+  const auto chunks = isAvailable ? library().chunks[name] : std::vector<std::string>();
   stand_in::answer(^{
-    for (std::size_t index = 0; chunks != nullptr && index < chunks->size(); ++index) {
+    for (const std::string& chunk : chunks) {
       // Foundation's init would make another kind of data of it.
       StandInData* const data = [StandInData alloc];
-      data->bytes_ = (*chunks)[index];
+      data->bytes_ = chunk;
       dataReceivedHandler(data);
       [data release];
     }
-    NSError* const error = newError(
-        chunks == nullptr ? "It is in the cloud" : library().deliveryError, networkAccessRequired);
+    NSError* const error = newError(isAvailable ? library().deliveryError : "It is in the cloud",
+                                    networkAccessRequired);
     completionHandler(error);
     [error release];
   });

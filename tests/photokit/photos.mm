@@ -88,9 +88,6 @@ Objects matching(PHFetchOptions* options) {
   [StandInTemporary leave];
   [super dealloc];
 }
-- (id)copyWithZone:(NSZone*)zone {
-  return [self retain];
-}
 - (NSUInteger)count {
   called("count");
   return objects_.size();

@@ -39,7 +39,7 @@ typedef int32_t PHAssetResourceDataRequestID;
 @property(readwrite, copy) NSArray* sortDescriptors;
 @end
 
-@interface PHFetchResult<ObjectType> : NSObject <NSCopying, NSFastEnumeration> {
+@interface PHFetchResult<ObjectType> : NSObject <NSFastEnumeration> {
  @public
   Class kind_;
   std::vector<const tests::DescribedAsset*> objects_;
