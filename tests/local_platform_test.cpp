@@ -95,10 +95,6 @@ class LocalPlatformTest : public testing::Test {
     SQLite::Database(database_.string(), SQLite::OPEN_READWRITE).exec(statement);
   }
 
-  void overwrite(std::streamoff position, const std::string& bytes) {
-    std::fstream(database_, std::ios::in | std::ios::out).seekp(position) << bytes;
-  }
-
   TemporaryFolder folder_;
   fs::path library_ = folder_.path() / "library";
   fs::path database_ = library_ / "library.sqlite";
@@ -135,7 +131,8 @@ TEST_F(LocalPlatformTest, IsRestrictedAndWritesNothingWhereThereIsNoLibraryItRea
       {"an empty file", [&] { fs::resize_file(database_, 0); }},
       {"no SQLite file", [&] { std::ofstream(database_) << "Hello"; }},
       {"cut off", [&] { fs::resize_file(database_, 4096); }},
-      {"junk behind the header", [&] { overwrite(100, std::string(8000, 'x')); }},
+      {"junk behind the header",
+       [&] { std::fstream(database_).seekp(100) << std::string(8000, 'x'); }},
       {"another application's", [&] { change("PRAGMA application_id = 1"); }},
       {"a later schema", [&] { change("PRAGMA user_version = 1000"); }},
       {"a later schema, still in the log",

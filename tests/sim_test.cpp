@@ -74,7 +74,6 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
       {R"({"asset":[]})", "asset: is no key"},
       {R"({"authorization":3,"authorization":3})", "authorization: stands here twice"},
       {R"({"authorization":3.5})", "authorization: expected an integer"},
-      {R"({"promptAnswer":9223372036854775808})", "promptAnswer: expected an integer"},
       {R"({"opensURLs":"no"})", "opensURLs: expected true, false or"},
       {R"({"deletion":{}})", "deletion.success: is required"},
       {R"({"assets":[{},{"creationDate":1e999}]})", "assets[1].creationDate: expected a finite"},
@@ -88,7 +87,6 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
        first + ".chunks[1]: expected an integer from 0 to 1048576"},
       {resource(R"("size":-1)"), first + ".size: expected an integer that is not negative"},
       {resource(R"("file":"nowhere.jpg")"), first + ".file: there is no "},
-      {resource(R"("size":1,"chunks":[1,-1])"), first + ".chunks[1]: expected"},
       {resource(R"("size":1,"failure":{"afterBytes":-1})"),
        first + ".failure.afterBytes: expected"},
   };
@@ -100,6 +98,11 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
     EXPECT_TRUE(errors.starts_with("photos-sim: photos/description.json: " + expected)) << errors;
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1);
     EXPECT_FALSE(fs::exists(library_));
+  }
+  for (const std::string file : {".", "missing.json"}) {
+    const auto [status, output, errors] = run({"create", "library", "--from", file});
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(errors.contains(file) && errors.find('\n') == errors.size() - 1) << errors;
   }
 }
 
@@ -222,15 +225,6 @@ TEST_F(SimTest, SyntheticLibrariesAreTheSameEachTimeAndHaveTheirShape) {
   between(
       "SELECT sum(a.creationDate < b.creationDate) FROM asset a JOIN asset b ON b.id = a.id + 1",
       900, 1100);
-}
-
-TEST_F(SimTest, RefusesADescriptionThatCannotBeRead) {
-  for (const char* file : {".", "missing.json"}) {
-    const Outcome outcome = run({"create", "library", "--from", file});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(std::ranges::count(outcome.errors, '\n'), 1) << outcome.errors;
-    EXPECT_NE(outcome.errors.find(file), std::string::npos) << outcome.errors;
-  }
 }
 
 TEST_F(SimTest, ReadsAndSetsTheAccessStatusAndTellsWrongUsage) {

@@ -31,8 +31,6 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Exchange {
-  /// Where the request stands in the transcript.
-  std::size_t lineNumber = 0;
   std::string request;
   /// What the program is to answer, as JSON text.
   std::string answer;
@@ -59,9 +57,7 @@ std::string withoutEscapes(const std::string& text) {
 std::vector<Session> readTranscript(const fs::path& path) {
   std::ifstream file(path);
   std::vector<Session> sessions;
-  std::size_t lineNumber = 0;
   for (std::string line; std::getline(file, line);) {
-    ++lineNumber;
     if (line.empty() || line.starts_with('#')) {
       continue;
     }
@@ -73,11 +69,11 @@ std::vector<Session> readTranscript(const fs::path& path) {
     } else if (!sessions.empty() && (mark == ">" || mark == ">%" || mark == ">|")) {
       const std::string request = mark == ">%" ? withoutEscapes(rest) : rest;
       const char* const end = mark == ">|" ? "" : "\n";
-      sessions.back().exchanges.push_back({lineNumber, request + end, ""});
+      sessions.back().exchanges.push_back({request + end, ""});
     } else if (mark == "<" && !sessions.empty() && !sessions.back().exchanges.empty()) {
       sessions.back().exchanges.back().answer += rest;
     } else {
-      throw std::runtime_error("not in the notation: line " + std::to_string(lineNumber));
+      throw std::runtime_error("not in the notation: " + line);
     }
   }
   return sessions;
@@ -105,7 +101,7 @@ void makeLibrary(const std::string& description, const fs::path& folder) {
 }
 
 void checkAnswer(const Exchange& exchange, std::string answer) {
-  SCOPED_TRACE("line " + std::to_string(exchange.lineNumber) + ": " + exchange.request);
+  SCOPED_TRACE(exchange.request);
   ASSERT_TRUE(answer.ends_with('\n')) << "no answer";
   answer.pop_back();
   boost::system::error_code error;

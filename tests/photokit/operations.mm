@@ -19,7 +19,7 @@ constexpr long userCancelled = 3072;
 constexpr long networkAccessRequired = 3164;
 
 /// The assets whose deletion the running change block has asked for.
-std::set<std::string> deletions;  // NOLINT(bugprone-throwing-static-initialization)
+std::set<std::string> deletions;
 
 /// An error of the caller's own, or nil.
 NSError* newError(const std::optional<std::string>& description, long code) {
@@ -159,9 +159,9 @@ dispatch_queue_t dispatch_get_main_queue() {
   return queue;
 }
 
-dispatch_queue_t dispatch_get_global_queue(std::intptr_t /*identifier*/, std::uintptr_t /*flags*/) {
+dispatch_queue_t dispatch_get_global_queue(std::intptr_t identifier, std::uintptr_t flags) {
   static auto* const queue = new StandInQueue;
-  return queue;
+  return identifier == DISPATCH_QUEUE_PRIORITY_DEFAULT && flags == 0 ? queue : nullptr;
 }
 
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
