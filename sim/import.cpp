@@ -27,7 +27,7 @@ std::string counted(std::size_t count, const std::string& one, const std::string
 void summarize(const ImportCount& added) {
   say("added " + counted(added.assets, "asset", "assets") + " and " +
       counted(added.files, "file", "files") + "; " + counted(added.held, "file", "files") +
-      " already in the library");
+      " already in the library" + (added.held > 0 ? ", Recently Deleted included" : ""));
 }
 
 void list(const std::vector<fs::path>& paths, const std::string& one, const std::string& many) {
