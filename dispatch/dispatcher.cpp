@@ -18,13 +18,10 @@ namespace {
 
 using photos::AccessLevel;
 using photos::AuthorizationStatus;
+using photos::isGranted;
 using photos::Platform;
 using protocol::Request;
 using protocol::Response;
-
-bool isGranted(AuthorizationStatus status) {
-  return status == AuthorizationStatus::authorized || status == AuthorizationStatus::limited;
-}
 
 Response refusal(AuthorizationStatus status) {
   return {.ok = false, .status = "authorization_" + std::to_string(std::to_underlying(status))};

@@ -49,6 +49,11 @@ enum class AuthorizationStatus : std::int64_t {
   limited = 4,
 };
 
+/// Whether the library may be read and changed.
+[[nodiscard]] constexpr bool isGranted(AuthorizationStatus status) {
+  return status == AuthorizationStatus::authorized || status == AuthorizationStatus::limited;
+}
+
 enum class AssetMediaType : std::int64_t { unknown = 0, image = 1, video = 2, audio = 3 };
 
 enum class AssetResourceType : std::int64_t {

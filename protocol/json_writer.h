@@ -13,8 +13,8 @@
 
 namespace protocol {
 
-/// Puts a JSON text together, compactly. A page has thousands of values: they are written as they
-/// come, without a document in memory before.
+/// Puts a JSON text together, compactly, of values that JSON has: doubles are finite. A page has
+/// thousands of values: they are written as they come, without a document in memory before.
 class JSONWriter {
  public:
   JSONWriter() { text_.reserve(roomForMostAnswers); }
@@ -55,6 +55,7 @@ class JSONWriter {
     }
   }
 
+  void value(const char*) = delete;  // would be a bool
   void value(bool boolean) { text_ += boolean ? "true" : "false"; }
   void value(std::int64_t number) { text_ += std::to_string(number); }
 

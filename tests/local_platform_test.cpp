@@ -185,6 +185,32 @@ TEST_F(LocalPlatformTest, ChangesNoLibraryThatTookThePlaceOfTheOneFetchedFrom) {
   EXPECT_EQ(count(), 1U);
 }
 
+TEST_F(LocalPlatformTest, KeepsWhatWasFetchedWhenTheLibraryGoes) {
+  makeLibrary(library_, {.assets = {{"A"}}});
+  const auto asset =
+      platform_.fetchAssetsWithLocalIdentifiers(std::vector<std::string>{"A"})->firstObject();
+  fs::rename(library_, folder_.path() / "elsewhere");
+  EXPECT_EQ(count(), 0U);
+  EXPECT_EQ(asset->localIdentifier(), "A");
+}
+
+TEST_F(LocalPlatformTest, AsksTheLibraryThatIsAtItsPlaceForAccess) {
+  const auto asked = [this] {
+    std::promise<AuthorizationStatus> status;
+    platform_.requestAuthorization(photos::AccessLevel::readWrite,
+                                   [&](AuthorizationStatus given) { status.set_value(given); });
+    return status.get_future().get();
+  };
+  EXPECT_EQ(asked(), restricted);
+  makeLibrary(library_, {.authorizationStatus = AuthorizationStatus::denied});
+  EXPECT_EQ(asked(), AuthorizationStatus::denied);
+  fs::rename(library_, folder_.path() / "elsewhere");
+  makeLibrary(library_, {.authorizationStatus = AuthorizationStatus::notDetermined,
+                         .promptAnswer = AuthorizationStatus::limited});
+  EXPECT_EQ(asked(), AuthorizationStatus::limited);
+  EXPECT_EQ(status(), AuthorizationStatus::limited);
+}
+
 TEST_F(LocalPlatformTest, FollowsTheLibraryThatIsAtItsPlace) {
   EXPECT_EQ(status(), restricted);
   EXPECT_EQ(count(), 0U);

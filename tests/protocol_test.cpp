@@ -152,7 +152,7 @@ TEST(ResponseEncoder, WritesWhatIsSetAndNothingElse) {
               .nextOffset = std::numeric_limits<std::int64_t>::min()};
   AssetSummary& full = response.assets->back();
   full = {.assetID = "A/L0/001",
-          .filename = "\"\\\n\r\x01\x7F\u00e9\u2028\U0001F600/"s + '\0' + "<",
+          .filename = "\"\\\b\f\n\r\t\x01\x1E\x7F\u00e9\u2028\U0001F600/"s + '\0' + "<",
           .createdAt = -1,
           .modifiedAt = 1600000000,
           .mediaType = "video",
@@ -164,7 +164,7 @@ TEST(ResponseEncoder, WritesWhatIsSetAndNothingElse) {
       R"({"ok":true,"status":"s","error":"","sha256":"00","bytes":9223372036854775807,"assets":[)"
       R"({"assetID":"","filename":"","createdAt":0,"mediaType":"","photoKitResourceType":0,)"
       R"("isRaw":false,"isLivePhotoCompanion":false,"isLivePhotoImage":false,"isCurrentEdit":false},)"
-      R"({"assetID":"A\/L0\/001","filename":"\"\\\n\r\u0001)"
+      R"({"assetID":"A\/L0\/001","filename":"\"\\\b\f\n\r\t\u0001\u001e)"
       "\x7F\u00e9\u2028\U0001F600"
       R"(\/\u0000<","createdAt":-1,"modifiedAt":1600000000,"mediaType":"video",)"
       R"("bytes":0,"photoKitResourceType":-1,"isRaw":true,"isLivePhotoCompanion":true,)"

@@ -224,6 +224,7 @@ TEST_F(Streaming, LeaksNoDescriptorOverThousandsOfFailures) {
   const auto before = openDescriptors();
   for (int round = 0; round < 2500; ++round) {
     platform_.faults.writes = 0;
+    // The first write fails, and the library after the second.
     ASSERT_EQ(photos::export_(request(), platform_).status, "export_failed");
     ASSERT_EQ(photos::export_(request(), platform_).status, "export_failed");
     ASSERT_EQ(photos::export_(request("/no/folder"), platform_).status, "export_failed");

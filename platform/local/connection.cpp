@@ -54,28 +54,29 @@ Connection::Connection(SQLite::Database database)
       order_(database_),
       commits_(database_) {}
 
-Connection::Snapshot::Snapshot(Connection& connection) : connection_(connection) {
-  connection.reading([&] {
-    Query(connection.begin_).next();
+Connection::Snapshot::Snapshot(std::shared_ptr<Connection> connection)
+    : connection_(std::move(connection)) {
+  connection_->reading([this] {
+    Query(connection_->begin_).next();
     // The first read of the transaction: from here on it sees one state of the library.
-    Query version(connection.dataVersion_);
+    Query version(connection_->dataVersion_);
     version.next();
     const std::int64_t current = version.column(0).getInt64();
-    if (connection.orderVersion_ != current) {
-      connection.order_.clear();
-      connection.orderVersion_ = current;
+    if (connection_->orderVersion_ != current) {
+      connection_->order_.clear();
+      connection_->orderVersion_ = current;
     }
   });
 }
 
 Connection::Snapshot::~Snapshot() {
-  connection_.reading([this] { Query(connection_.commit_).next(); });
+  connection_->reading([this] { Query(connection_->commit_).next(); });
 }
 
 std::shared_ptr<Connection::Snapshot> Connection::snapshot() {
   std::shared_ptr<Snapshot> snapshot = snapshot_.lock();
   if (!snapshot) {
-    snapshot = std::make_shared<Snapshot>(*this);
+    snapshot = std::make_shared<Snapshot>(shared_from_this());
     snapshot_ = snapshot;
   }
   return snapshot;

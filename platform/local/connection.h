@@ -21,22 +21,24 @@
 
 namespace platform::local {
 
-class Connection {
+class Connection : public std::enable_shared_from_this<Connection> {
  public:
   /// Throws SQLite::Exception when the database lacks what the schema says.
   explicit Connection(SQLite::Database database);
 
-  /// While any snapshot lives, all reads see the library as it was when the first of them began.
+  /// While any snapshot lives, all reads see the library as it was when the first of them began,
+  /// and the connection stays open.
   class Snapshot {
    public:
-    explicit Snapshot(Connection& connection);
+    explicit Snapshot(std::shared_ptr<Connection> connection);
     Snapshot(const Snapshot&) = delete;
     Snapshot& operator=(const Snapshot&) = delete;
     ~Snapshot();
 
    private:
-    Connection& connection_;
+    std::shared_ptr<Connection> connection_;
   };
+  /// The connection must be a shared one.
   [[nodiscard]] std::shared_ptr<Snapshot> snapshot();
 
   [[nodiscard]] bool hasFailed() const { return failed_; }

@@ -13,6 +13,7 @@
 #include "platform/posix/file_handle.h"
 
 namespace platform::local {
+
 LocalPlatform::LocalPlatform(const std::filesystem::path& library)
     : library_(std::filesystem::absolute(library)), databaseFile_(databaseFile(library_)) {}
 
@@ -46,11 +47,13 @@ photos::AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLev
 }
 
 void LocalPlatform::requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) {
-  // The library that is open answers. Whether another one has taken its place costs as much to find
-  // out as all the rest, and every request that reads the library does.
-  photos::AuthorizationStatus status = connection_ && !connection_->hasFailed()
-                                           ? connection_->authorizationStatus()
-                                           : authorizationStatus(level);
+  // Whether another library has taken this one's place costs as much to find out as all the rest.
+  // A grant is told without it: every request that reads the library looks.
+  photos::AuthorizationStatus status =
+      connection_ ? connection_->authorizationStatus() : photos::AuthorizationStatus::restricted;
+  if (!photos::isGranted(status)) {
+    status = authorizationStatus(level);
+  }
   if (status == photos::AuthorizationStatus::notDetermined) {
     if (const auto library = connection()) {
       library->answerPrompt();

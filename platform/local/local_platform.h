@@ -13,7 +13,8 @@ namespace platform::local {
 
 /// Serves the library in a folder. The library need not be there: access is restricted while it is
 /// missing, is no local library, has another schema version or can't be read, and each request
-/// looks again. Other processes may change the library meanwhile.
+/// looks again; only asking for access that is granted already does not. Other processes may change
+/// the library meanwhile.
 ///
 /// Resource data and changes call back from threads of the platform's own, which end with it.
 class LocalPlatform : public photos::Platform {

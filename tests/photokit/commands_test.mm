@@ -56,6 +56,7 @@ TEST_P(PhotoKitCommands, AskTheFrameworksForWhatTheyNeedAndNothingElse) {
   const std::string resources = "assetResourcesForAsset: A/L0/001";
   const std::string data =
       "requestDataForAssetResource:options:dataReceivedHandler:completionHandler: ";
+  EXPECT_THAT(callsOf(requests_[0]), ElementsAre("requestAuthorizationForAccessLevel:handler: 2"));
   EXPECT_THAT(callsOf(requests_[2]), ElementsAre(readStatus, fetch, "firstObject", resources,
                                                  "type", "type", "setNetworkAccessAllowed: YES",
                                                  "defaultManager", data + "IMG_0001.MOV", "bytes"));
