@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 namespace benchmarks {
 
@@ -19,13 +20,22 @@ void forEachLine(const std::filesystem::path& file,
   }
 }
 
-void expectLines(const std::filesystem::path& file, std::int64_t count, std::string_view text) {
-  std::int64_t lines = 0;
+void expectLines(const std::filesystem::path& file, std::int64_t count,
+                 const std::function<bool(std::string_view, std::size_t)>& isRight) {
+  std::size_t lines = 0;
   forEachLine(file, [&](std::string_view line) {
-    expect(line.contains(text), "wrong answer: " + std::string(line.substr(0, 200)));
+    if (!isRight(line, lines)) {
+      throw std::runtime_error("wrong answer: " + std::string(line.substr(0, 200)));
+    }
     ++lines;
   });
-  expect(lines == count, std::to_string(lines) + " answers instead of " + std::to_string(count));
+  expect(std::cmp_equal(lines, count),
+         std::to_string(lines) + " answers instead of " + std::to_string(count));
+}
+
+void expectLines(const std::filesystem::path& file, std::int64_t count, std::string_view text) {
+  expectLines(file, count,
+              [text](std::string_view line, std::size_t) { return line.contains(text); });
 }
 
 std::string firstLine(const std::filesystem::path& file) {

@@ -15,7 +15,11 @@ void expect(bool isTrue, const std::string& otherwise);
 void forEachLine(const std::filesystem::path& file,
                  const std::function<void(std::string_view)>& use);
 
-/// The file holds this many lines, and each holds `text`.
+/// The file holds this many lines, and each is right, told its index.
+void expectLines(const std::filesystem::path& file, std::int64_t count,
+                 const std::function<bool(std::string_view line, std::size_t index)>& isRight);
+
+/// The same, where each line is to hold `text`.
 void expectLines(const std::filesystem::path& file, std::int64_t count, std::string_view text);
 
 [[nodiscard]] std::string firstLine(const std::filesystem::path& file);

@@ -36,7 +36,7 @@ bool isSame(const value& ours, const value& theirs) {
   }
   if (ours.is_number() && theirs.is_number()) {
     const auto number = theirs.to_number<double>();
-    return std::abs(ours.to_number<double>() - number) <= 1e-12 * std::abs(number);
+    return std::abs(ours.to_number<double>() - number) <= 1e-14 * std::abs(number);
   }
   return ours == theirs;
 }

@@ -70,6 +70,14 @@ Sizes quickSizes() {
           .growingFiles = {mebi, 16 * mebi}};
 }
 
+void needDisk(const Bench& bench, std::int64_t bytes) {
+  constexpr std::int64_t mebi = kibi * kibi;
+  const std::int64_t needed = bytes / mebi + kibi;
+  if (static_cast<std::int64_t>(fs::space(bench.data).available) / mebi < needed) {
+    throw NotRun("needs " + sized(needed * mebi) + " of free disk");
+  }
+}
+
 fs::path syntheticLibrary(const Bench& bench, std::int64_t assets) {
   const fs::path library = bench.data / ("synthetic-" + std::to_string(assets));
   if (!fs::exists(library)) {
@@ -81,11 +89,7 @@ fs::path syntheticLibrary(const Bench& bench, std::int64_t assets) {
 fs::path fileLibrary(const Bench& bench, std::int64_t size) {
   const fs::path library = bench.data / ("file-" + std::to_string(size));
   const bool isMade = fs::exists(library);
-  constexpr std::int64_t spare = 1LL << 30;
-  const std::int64_t needed = (isMade ? size : 2 * size) + spare;
-  if (static_cast<std::int64_t>(fs::space(bench.data).available) < needed) {
-    throw NotRun("needs " + sized(needed) + " of free disk");
-  }
+  needDisk(bench, isMade ? size : 2 * size);
   if (!isMade) {
     const fs::path content = bench.data / "content";
     writeRandomBytes(content, size);

@@ -41,6 +41,9 @@ struct Bench {
   }
 };
 
+/// Throws NotRun when the disk has no room for that many bytes, and some to spare.
+void needDisk(const Bench& bench, std::int64_t bytes);
+
 /// A library of that many assets, which take no disk.
 std::filesystem::path syntheticLibrary(const Bench& bench, std::int64_t assets);
 

@@ -1,4 +1,5 @@
 #include <string>
+#include <string_view>
 
 #include "benchmarks/answers.h"
 #include "benchmarks/rows.h"
@@ -37,12 +38,26 @@ fs::path pageRequests(const Bench& bench, const std::string& name, std::int64_t 
   });
 }
 
+std::int64_t summaryCount(std::string_view page) {
+  constexpr std::string_view key = R"("assetID":)";
+  std::int64_t count = 0;
+  for (std::size_t at = page.find(key); at != std::string_view::npos; at = page.find(key, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+/// Each page is full: libraries hold whole pages, and an asset has at least one summary.
 Usage answerPages(const Bench& bench, std::int64_t assets, const fs::path& requests,
                   std::int64_t pages) {
   const fs::path answers = bench.data / "pages";
   const Usage usage =
       run(bench.serve(syntheticLibrary(bench, assets)), {.input = requests, .output = answers});
-  expectLines(answers, pages, R"("status":"discovered")");
+  const auto last = static_cast<std::size_t>(pages) - 1;
+  expectLines(answers, pages, [last](std::string_view line, std::size_t index) {
+    return line.starts_with(R"({"ok":true,"status":"discovered","assets":[{)") &&
+           summaryCount(line) >= limit && (index == last || line.contains(R"("nextOffset":)"));
+  });
   return usage;
 }
 
@@ -81,6 +96,9 @@ Pair create(const Bench& bench, std::int64_t assets) {
     fs::remove_all(library);
     const Usage usage = run(
         {bench.program("photos-sim"), "create", library, "--synthetic", std::to_string(assets)});
+    const fs::path count = bench.data / "created-count";
+    run({"sqlite3", library / "library.sqlite", "SELECT count(*) FROM asset"}, {.output = count});
+    expect(firstLine(count) == std::to_string(assets), "not all assets were made");
     fs::remove_all(library);
     return usage.seconds;
   }};
@@ -97,12 +115,12 @@ std::vector<Row> discoverRows(const Bench& bench) {
        .aim = Aim{Judged::ours, 50e-3},
        .prepare = [=, &bench] { return onePage(bench, assets, 0); }},
       {.name = "all-pages",
-       .what = "all " + counted(assets / limit) +
-               " pages of it, beside one `sqlite3 -json` query of the same summaries",
+       .what = "all " + counted(assets / limit) + " pages of " + count +
+               " assets, beside one `sqlite3 -json` query of the same summaries",
        .aim = Aim{Judged::ratio, 0.5},
        .prepare = [=, &bench] { return allPages(bench, assets); }},
       {.name = "all-pages-memory",
-       .what = "peak memory with all pages",
+       .what = "peak memory with all pages of " + count + " assets",
        .unit = Unit::bytes,
        .aim = Aim{Judged::ours, 150e6},
        .prepare = [=, &bench] { return allPagesMemory(bench, assets); },

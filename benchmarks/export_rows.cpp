@@ -14,7 +14,10 @@ struct Exported {
   std::string sha256;
 };
 
-Exported exportOnlyAsset(const Bench& bench, const fs::path& library, std::int64_t size) {
+/// Exports the only asset of a library and checks the copy by its size, and by its bytes with
+/// `comparing`; either way it is gone at the end.
+Exported exportOnlyAsset(const Bench& bench, const fs::path& library, std::int64_t size,
+                         bool comparing = false) {
   const fs::path copy = fs::absolute(bench.data / "exported");
   const fs::path answer = bench.data / "export-answer";
   const fs::path request = writeText(bench.data / "export-request", [&](const auto& piece) {
@@ -26,12 +29,16 @@ Exported exportOnlyAsset(const Bench& bench, const fs::path& library, std::int64
   const std::string line = firstLine(answer);
   expect(stringOf(line, "status") == "exported", "wrong answer: " + line);
   expect(std::cmp_equal(fs::file_size(copy), size), "the exported file is not whole");
+  if (comparing) {
+    run({"cmp", copy, originalOf(library)});
+  }
   fs::remove(copy);
   return {.usage = usage, .sha256 = stringOf(line, "sha256")};
 }
 
 /// What people do by hand; it prints the digest too.
-Exported copyAndHash(const Bench& bench, const fs::path& original, const std::string& hasher) {
+Exported copyAndHashByHand(const Bench& bench, const fs::path& original,
+                           const std::string& hasher) {
   const fs::path copy = bench.data / "copied";
   const fs::path printed = bench.data / "digest";
   fs::remove(copy);
@@ -44,7 +51,8 @@ Exported copyAndHash(const Bench& bench, const fs::path& original, const std::st
 Pair exportBeside(const Bench& bench, std::int64_t size, const std::string& hasher) {
   const fs::path library = fileLibrary(bench, size);
   const fs::path original = originalOf(library);
-  const std::string digest = exportOnlyAsset(bench, library, size).sha256;
+  const std::string digest = exportOnlyAsset(bench, library, size, /*comparing=*/true).sha256;
+  expect(digest.size() == 64, "no digest: " + digest);
   return {.ours =
               [=, &bench] {
                 const Exported ours = exportOnlyAsset(bench, library, size);
@@ -53,7 +61,7 @@ Pair exportBeside(const Bench& bench, std::int64_t size, const std::string& hash
               },
           .other =
               [=, &bench] {
-                const Exported other = copyAndHash(bench, original, hasher);
+                const Exported other = copyAndHashByHand(bench, original, hasher);
                 expect(other.sha256.contains(digest), hasher + " gives another digest");
                 return other.usage.seconds;
               }};
@@ -100,7 +108,7 @@ Row estimateMemory(const Bench& bench, std::int64_t size) {
           .aim = Aim{Judged::ours, 24e6},
           .prepare =
               [=, &bench] {
-                const fs::path library = zerosLibrary(bench, size);
+                const fs::path library = fileLibrary(bench, size);
                 return Pair{.ours = [=, &bench] {
                   return peakOf(estimateOnlyAsset(bench, library, size));
                 }};
@@ -118,7 +126,7 @@ std::vector<Row> exportRows(const Bench& bench) {
        .aim = Aim{Judged::ratio, 0.9},
        .prepare = [=, &bench] { return exportBeside(bench, large, "openssl dgst -sha256"); }},
       {.name = "export-sha256sum",
-       .what = "the same, beside `cp && sha256sum`",
+       .what = "export of " + sized(large) + ", beside `cp && sha256sum`",
        .aim = Aim{Judged::ratio, 0.3},
        .prepare = [=, &bench] { return exportBeside(bench, large, "sha256sum"); },
        .slow = true},

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -24,7 +26,7 @@ struct Options {
   Bench bench;
   bool quick = false;
   bool plots = false;
-  std::string docs;
+  std::filesystem::path docs;
   std::string json;
   std::string markdown;
   std::vector<std::string> names;
@@ -35,7 +37,6 @@ std::vector<Row> rowsOf(const Options& options) {
   const auto add = [&](std::vector<Row> (*some)(const Bench&)) {
     std::ranges::move(some(options.bench), std::back_inserter(rows));
   };
-  const bool everything = !options.quick && options.names.empty() && !options.plots;
   if (!options.plots) {
     add(benchmarks::lineRows);
     add(benchmarks::discoverRows);
@@ -43,17 +44,36 @@ std::vector<Row> rowsOf(const Options& options) {
     add(benchmarks::smallExportRows);
     add(benchmarks::reclaimRows);
   }
-  if (options.plots || everything) {
-    add(benchmarks::discoverGrowthRows);
-    add(benchmarks::exportGrowthRows);
-  }
-  if (!options.names.empty()) {
-    std::erase_if(rows, [&](const Row& row) {
-      return std::ranges::none_of(
-          options.names, [&](const std::string& name) { return row.name.starts_with(name); });
-    });
-  }
+  add(benchmarks::discoverGrowthRows);
+  add(benchmarks::exportGrowthRows);
   return rows;
+}
+
+/// The rows whose names begin with one of `names`, each of which means at least one row.
+std::vector<Row> chosen(const std::vector<Row>& rows, const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    if (std::ranges::none_of(rows, [&](const Row& row) { return row.name.starts_with(name); })) {
+      std::string known;
+      for (const Row& row : rows) {
+        known += ' ' + row.name;
+      }
+      throw std::runtime_error("no row's name begins with “" + name + "”; the rows are" + known);
+    }
+  }
+  std::vector<Row> result;
+  std::ranges::copy_if(rows, std::back_inserter(result), [&](const Row& row) {
+    return names.empty() || std::ranges::any_of(names, [&](const std::string& name) {
+             return row.name.starts_with(name);
+           });
+  });
+  return result;
+}
+
+/// Better known before a run that takes long.
+void expectWritable(const std::string& file) {
+  if (!file.empty() && !std::ofstream(file, std::ios::app)) {
+    throw std::runtime_error(file + " can't be written; choose another place");
+  }
 }
 
 std::vector<Result> measureAll(const std::vector<Row>& rows, bool quick) {
@@ -67,23 +87,22 @@ std::vector<Result> measureAll(const std::vector<Row>& rows, bool quick) {
 }
 
 int measureAndReport(const Options& options) {
-  const std::vector<Row> rows = rowsOf(options);
-  if (rows.empty()) {
-    std::cerr << "no row of this name\n";
-    return EXIT_FAILURE;
-  }
-  const std::vector<Result> results = measureAll(rows, options.quick);
+  expectWritable(options.json);
+  expectWritable(options.markdown);
+  const std::vector<Result> results =
+      measureAll(chosen(rowsOf(options), options.names), options.quick);
   const std::string machine = benchmarks::machine();
   const std::string table = machine + "\n\n" + benchmarks::table(results);
   std::cout << table;
   if (!options.json.empty()) {
-    benchmarks::writeLines(options.json, {benchmarks::json(results, machine)});
+    benchmarks::writeLines(options.json, {benchmarks::json(results, machine, options.quick)});
   }
   if (!options.markdown.empty()) {
     benchmarks::writeLines(options.markdown, {table});
   }
-  if (!options.quick) {
-    benchmarks::draw(results, options.docs, options.bench.data);
+  if (options.names.empty()) {
+    const std::filesystem::path& data = options.bench.data;
+    benchmarks::draw(results, options.quick ? data : options.docs, data);
   }
   return std::ranges::any_of(results, &Result::failed) ? EXIT_FAILURE : EXIT_SUCCESS;
 }
@@ -97,7 +116,7 @@ int main(int count, char** arguments) {
   app.add_option("--data", options.bench.data)->required()->group("");
   app.add_option("--docs", options.docs)->required()->group("");
   app.add_flag("--quick", options.quick, "Small sizes and few runs");
-  app.add_flag("--plots", options.plots, "Only the cost as the work grows, drawn into docs/");
+  app.add_flag("--plots", options.plots, "Only the cost as the work grows");
   app.add_option("--json", options.json, "Write the table as JSON too")->type_name("FILE");
   app.add_option("--markdown", options.markdown, "Write the table as Markdown too")
       ->type_name("FILE");

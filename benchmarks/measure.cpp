@@ -16,12 +16,12 @@ Range range(const std::vector<double>& values) {
   return {.median = median(values), .min = min, .max = max};
 }
 
-double judged(Judged what, const Result& result, double difference) {
+double judged(Judged what, const Result& result) {
   switch (what) {
     case Judged::ratio:
       return result.ratio.value();
     case Judged::difference:
-      return difference;
+      return result.difference.value();
     default:
       return result.ours.median;
   }
@@ -42,13 +42,15 @@ void measureInTurn(const Pair& pair, int runs, Result& result) {
       differences.push_back(our - their);
     }
   }
+  result.runs = runs;
   result.ours = range(ours);
   if (pair.other) {
     result.other = range(other);
     result.ratio = median(ratios);
+    result.difference = median(differences);
   }
   if (const std::optional<Aim> aim = result.row.aim) {
-    result.met = judged(aim->judged, result, median(differences)) <= aim->atMost;
+    result.met = judged(aim->judged, result) <= aim->atMost;
   }
 }
 

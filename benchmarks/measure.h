@@ -62,8 +62,10 @@ struct Result {
   Row row;
   Range ours = {};
   std::optional<Range> other = {};
-  /// Of each run of ours and the other's after it.
+  /// Both of each run of ours and the other's after it.
   std::optional<double> ratio = {};
+  std::optional<double> difference = {};
+  int runs = 0;
   std::optional<bool> met = {};
   /// Why there is no result.
   std::string trouble = {};

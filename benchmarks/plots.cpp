@@ -25,12 +25,17 @@ std::string point(double x, const Range& range) {
 std::map<std::string, Curves> curvesOf(const std::vector<Result>& results) {
   std::map<std::string, Curves> plots;
   for (const Result& result : results) {
-    if (const auto& place = result.row.point; place && result.trouble.empty()) {
+    if (const auto& place = result.row.point) {
       Curves& curves = plots[place->plot];
       curves[place->ours].push_back(point(place->x, result.ours));
       if (result.other) {
         curves[place->other].push_back(point(place->x, *result.other));
       }
+    }
+  }
+  for (const Result& result : results) {
+    if (result.row.point && !result.trouble.empty()) {
+      plots.erase(result.row.point->plot);
     }
   }
   return plots;
@@ -39,7 +44,7 @@ std::map<std::string, Curves> curvesOf(const std::vector<Result>& results) {
 void drawOne(const std::string& name, const Curves& curves, const fs::path& folder,
              const fs::path& scratch) {
   std::vector<std::string> script = {
-      "set terminal svg size 800,500 font 'sans-serif,14' background 'white'",
+      "set terminal svg noenhanced size 800,500 font 'sans-serif,14' background 'white'",
       "set output '" + (folder / (name + ".svg")).string() + "'",
       "set logscale xy",
       "set grid",

@@ -23,13 +23,6 @@ fs::path copied(const Bench& bench, const fs::path& library) {
   return copy;
 }
 
-void expectMoved(const Bench& bench, const fs::path& library) {
-  const fs::path count = bench.data / "moved";
-  run({"sqlite3", library / "library.sqlite", "SELECT sum(recentlyDeleted) FROM asset"},
-      {.output = count});
-  expect(firstLine(count) == std::to_string(bench.sizes.reclaimed), "not all assets were moved");
-}
-
 /// Assets from all over the library: their identifiers in a table, and the request that names them.
 struct Chosen {
   fs::path table;
@@ -59,6 +52,18 @@ Chosen choose(const Bench& bench, const fs::path& library) {
   return chosen;
 }
 
+/// The chosen assets are in Recently Deleted, and no others.
+void expectMoved(const Bench& bench, const fs::path& library, const fs::path& chosen) {
+  const fs::path count = bench.data / "moved";
+  run({"sqlite3", library / "library.sqlite",
+       "ATTACH '" + chosen.string() +
+           "' AS chosen; SELECT sum(localIdentifier IN (SELECT localIdentifier FROM "
+           "chosen.chosen)), count(*) FROM asset WHERE recentlyDeleted = 1"},
+      {.output = count});
+  const std::string all = std::to_string(bench.sizes.reclaimed);
+  expect(firstLine(count) == all + "|" + all, "not the chosen assets were moved");
+}
+
 Pair reclaimBesideUpdate(const Bench& bench) {
   const fs::path library = syntheticLibrary(bench, bench.sizes.assets);
   const Chosen chosen = choose(bench, library);
@@ -68,7 +73,7 @@ Pair reclaimBesideUpdate(const Bench& bench) {
   const auto onCopy = [=, &bench](const auto& change) {
     const fs::path copy = copied(bench, library);
     const double seconds = change(copy).seconds;
-    expectMoved(bench, copy);
+    expectMoved(bench, copy, chosen.table);
     fs::remove_all(copy);
     return seconds;
   };

@@ -58,6 +58,26 @@ std::string text(const std::optional<Aim>& aim, Unit unit) {
   }
 }
 
+/// How ours stands beside the other: the ratio, or the difference where that is judged.
+std::string beside(const Result& result) {
+  if (result.row.aim && result.row.aim->judged == Judged::difference) {
+    const double difference = result.difference.value();
+    return (difference < 0 ? "-" : "+") + text(std::abs(difference), result.row.unit);
+  }
+  return result.ratio ? digits(*result.ratio) : "";
+}
+
+std::string name(Judged judged) {
+  switch (judged) {
+    case Judged::ratio:
+      return "ratio";
+    case Judged::difference:
+      return "difference";
+    default:
+      return "ours";
+  }
+}
+
 Cells cells(const Result& result) {
   const Unit unit = result.row.unit;
   const std::string aim = text(result.row.aim, unit);
@@ -72,7 +92,7 @@ Cells cells(const Result& result) {
   return {result.row.what,
           text(result.ours, unit),
           result.other ? text(*result.other, unit) : "",
-          result.ratio ? digits(*result.ratio) : "",
+          beside(result),
           aim,
           result.met ? (*result.met ? "met" : "not met") : ""};
 }
@@ -128,13 +148,14 @@ std::string table(const std::vector<Result>& results) {
   return text;
 }
 
-std::string json(const std::vector<Result>& results, const std::string& machine) {
+std::string json(const std::vector<Result>& results, const std::string& machine, bool quick) {
   boost::json::array rows;
   for (const Result& result : results) {
     boost::json::object row({{"name", result.row.name},
                              {"what", result.row.what},
                              {"unit", result.row.unit == Unit::seconds ? "s" : "B"}});
     if (result.trouble.empty()) {
+      row["runs"] = result.runs;
       row["ours"] = json(result.ours);
     } else {
       row[result.failed ? "failed" : "notRun"] = result.trouble;
@@ -142,9 +163,10 @@ std::string json(const std::vector<Result>& results, const std::string& machine)
     if (result.other) {
       row["other"] = json(*result.other);
       row["ratio"] = *result.ratio;
+      row["difference"] = *result.difference;
     }
-    if (result.row.aim) {
-      row["aim"] = text(result.row.aim, result.row.unit);
+    if (const auto& aim = result.row.aim) {
+      row["aim"] = boost::json::object({{"judged", name(aim->judged)}, {"atMost", aim->atMost}});
     }
     if (result.met) {
       row["met"] = *result.met;
@@ -152,7 +174,7 @@ std::string json(const std::vector<Result>& results, const std::string& machine)
     rows.push_back(std::move(row));
   }
   return boost::json::serialize(
-      boost::json::object({{"machine", machine}, {"rows", std::move(rows)}}));
+      boost::json::object({{"machine", machine}, {"quick", quick}, {"rows", std::move(rows)}}));
 }
 
 }  // namespace benchmarks

@@ -6,12 +6,12 @@
 #include <array>
 #include <chrono>
 #include <memory>
-#include <span>
 #include <string>
 #include <utility>
 
 #include "benchmarks/answers.h"
 #include "benchmarks/rows.h"
+#include "photos/platform.h"
 
 namespace benchmarks {
 namespace {
@@ -19,16 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::int64_t fileSize = 100'000;
-
-std::string hexadecimal(std::span<const unsigned char> digest) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (const unsigned byte : digest) {
-    text += digits[byte >> 4];
-    text += digits[byte & 0xF];
-  }
-  return text;
-}
 
 /// The least that an export has to do: reads the file, writes the copy, hashes the bytes.
 std::string copyAndHash(const fs::path& file, const fs::path& copy) {
@@ -45,9 +35,9 @@ std::string copyAndHash(const fs::path& file, const fs::path& copy) {
   }
   close(from);
   close(to);
-  std::array<unsigned char, 32> digest{};
-  EVP_DigestFinal_ex(hasher.get(), digest.data(), nullptr);
-  return hexadecimal(digest);
+  photos::SHA256Digest digest{};
+  EVP_DigestFinal_ex(hasher.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr);
+  return photos::hexadecimal(digest);
 }
 
 /// Exports of small files, taken in turn, each to a place of its own: every run has a folder of its
@@ -86,6 +76,9 @@ class ManyExports {
     forEachLine(answers, [&](std::string_view line) {
       expect(stringOf(line, "sha256") == digests_[index % digests_.size()], "wrong digest");
       expect(std::cmp_equal(fs::file_size(copy(index)), fileSize), "an export is not whole");
+      if (index < digests_.size()) {
+        expect(copyAndHash(copy(index), "/dev/null") == digests_[index], "an export is not right");
+      }
       ++index;
     });
     return usage.seconds / static_cast<double>(count_);
@@ -130,6 +123,8 @@ std::vector<Row> smallExportRows(const Bench& bench) {
                    " exports of 100 KB in one session, each, beside only copying and hashing",
            .aim = Aim{Judged::difference, 100e-6},
            .prepare = [&bench] {
+             constexpr std::int64_t sidesAndRuns = 2 * 8;
+             needDisk(bench, sidesAndRuns * bench.sizes.exports * fileSize);
              const auto exports = std::make_shared<ManyExports>(bench);
              return Pair{.ours = [exports] { return exports->ours(); },
                          .other = [exports] { return exports->other(); }};
