@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -76,8 +77,10 @@ std::expected<std::unique_ptr<photos::FileHandle>, photos::Error> fileHandleForW
 }
 
 int writeAll(int descriptor, std::span<const std::byte> bytes) {
+  // macOS refuses to write 2 GiB or more at a time.
+  constexpr std::size_t mostAtATime = std::size_t{1} << 30;
   while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    const ssize_t written = ::write(descriptor, bytes.data(), std::min(bytes.size(), mostAtATime));
     if (written >= 0) {
       bytes = bytes.subspan(static_cast<std::size_t>(written));
     } else if (errno != EINTR) {
