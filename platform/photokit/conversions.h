@@ -13,8 +13,8 @@
 
 namespace platform::photokit {
 
-/// The text in UTF-8; empty for nil. What has no UTF-8 form, half a surrogate pair, is replaced or
-/// left out.
+/// The text in UTF-8; empty for nil. Half a surrogate pair, which has no UTF-8 form, is left to
+/// Foundation's lossy conversion.
 [[nodiscard]] std::string textOf(NSString* string);
 
 /// Nil when the text is not valid UTF-8.

@@ -52,6 +52,10 @@ void sort(std::vector<Record>& records, NSSortDescriptor* order) {
 
 Objects matching(PHFetchOptions* options) {
   const stand_in::Library& library = stand_in::library();
+  if (auto* const predicate = static_cast<NSComparisonPredicate*>([options predicate]);
+      predicate != nil && ![[[predicate leftExpression] keyPath] isEqual:@"creationDate"]) {
+    [NSException raise:NSInvalidArgumentException format:@"Unsupported predicate"];
+  }
   std::vector<Record> records;
   for (const DescribedAsset& asset : library.assets) {
     // Without a date the list ends before it has begun.
