@@ -2,7 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <boost/json/serialize.hpp>
+#include <array>
+#include <boost/json/serializer.hpp>
 #include <boost/json/value.hpp>
 #include <cmath>
 #include <cstdint>
@@ -65,7 +66,10 @@ class JSONWriter {
     if (std::trunc(date) == date && std::abs(date) <= exactUpTo) {
       value(static_cast<std::int64_t>(date));
     } else {
-      text_ += boost::json::serialize(boost::json::value(date));
+      const boost::json::value json(date);
+      serializer_.reset(&json);
+      std::array<char, 32> digits;  // no double has more
+      text_ += serializer_.read(digits.data(), digits.size());
     }
   }
 
@@ -107,6 +111,7 @@ class JSONWriter {
   static constexpr std::size_t roomForMostAnswers = 512;
 
   std::string text_;
+  boost::json::serializer serializer_;
 };
 
 }  // namespace protocol
