@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -63,6 +64,7 @@ class FaultyHandle : public photos::FileHandle {
   Faults& faults_;
 };
 
+/// The local library with faults; data comes from another thread, as PhotoKit's does.
 class FaultyPlatform : public platform::local::LocalPlatform {
  public:
   using LocalPlatform::LocalPlatform;
@@ -80,9 +82,17 @@ class FaultyPlatform : public platform::local::LocalPlatform {
                                    DataReceivedHandler dataReceivedHandler,
                                    CompletionHandler completionHandler) override {
     ++faults.requests;
-    LocalPlatform::requestDataForAssetResource(resource, options, std::move(dataReceivedHandler),
-                                               std::move(completionHandler));
+    // The request waits with the resource until it is complete.
+    delivery_ = std::async(std::launch::async,
+                           [=, this, &resource, received = std::move(dataReceivedHandler),
+                            completed = std::move(completionHandler)]() mutable {
+                             LocalPlatform::requestDataForAssetResource(
+                                 resource, options, std::move(received), std::move(completed));
+                           });
   }
+
+ private:
+  std::future<void> delivery_;
 };
 
 /// A library of one asset, "A", and a folder for what is exported.

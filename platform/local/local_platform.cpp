@@ -124,20 +124,17 @@ void LocalPlatform::requestDataForAssetResource(const photos::AssetResource& res
   const ResourceRow& row = static_cast<const LocalResource&>(resource).row();
   const auto settings = connection_ ? connection_->settings() : std::nullopt;
   const auto stored = connection_ ? connection_->resource(row) : std::nullopt;
-  deliveries_.async([=, folder = library_, name = row.originalFilename,
-                     dataReceived = std::move(dataReceivedHandler),
-                     completion = std::move(completionHandler)]() mutable {
-    std::optional<photos::Error> error;
-    if (settings && stored) {
-      const bool isCloudReachable = options.networkAccessAllowed && settings->networkReachable;
-      error = deliver(*stored, folder, isCloudReachable, dataReceived);
-    } else {
-      error = photos::Error{"The original “" + name + "” is no longer in the library"};
-    }
-    // What the handler holds is let go on this thread before the request can go on.
-    dataReceived = nullptr;
-    completion(std::move(error));
-  });
+  if (!settings || !stored) {
+    completionHandler(
+        photos::Error{"The original “" + row.originalFilename + "” is no longer in the library"});
+    return;
+  }
+  const bool isCloudReachable = options.networkAccessAllowed && settings->networkReachable;
+  std::optional<photos::Error> error =
+      deliver(*stored, library_, isCloudReachable, dataReceivedHandler);
+  // What the handler holds is let go before the request can go on.
+  dataReceivedHandler = nullptr;
+  completionHandler(std::move(error));
 }
 
 void LocalPlatform::performChanges(ChangeBlock changeBlock,

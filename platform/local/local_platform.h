@@ -16,7 +16,9 @@ namespace platform::local {
 /// looks again; only asking for access that is granted already does not. Other processes may change
 /// the library meanwhile.
 ///
-/// Resource data and changes call back from threads of the platform's own, which end with it.
+/// Resource data comes before the call that asks for it has returned: handing small files over to
+/// another thread would cost as much as copying them. Changes call back from a thread of the
+/// platform's own, which ends with it.
 class LocalPlatform : public photos::Platform {
  public:
   explicit LocalPlatform(const std::filesystem::path& library);
@@ -59,7 +61,6 @@ class LocalPlatform : public photos::Platform {
   std::shared_ptr<Connection> connection_;
   /// Whether a read of this very library has failed and it has not been checked since.
   bool mustBeChecked_ = false;
-  SerialQueue deliveries_;
   SerialQueue changes_;
 };
 
