@@ -18,7 +18,7 @@ namespace {
 
 using photos::Error;
 
-constexpr std::int64_t chunkSize = 262144;
+constexpr std::int64_t chunkSize = 131072;
 
 Error originalError(const NewResource& resource, const std::string& what) {
   return {"The original “" + resource.originalFilename + "” " + what};
