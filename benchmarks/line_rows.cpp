@@ -20,7 +20,7 @@ Pair roundTrips(const Bench& bench) {
                          request, answer};
     arguments.insert(arguments.end(), program.begin(), program.end());
     const fs::path printed = bench.data / "round-trip";
-    run(shell(R"(command -v taskset >/dev/null && set -- taskset -c 0 "$@"; exec "$@")", arguments),
+    run(shell(R"(taskset -c 0 true 2>/dev/null && set -- taskset -c 0 "$@"; exec "$@")", arguments),
         {.output = printed});
     return std::stod(firstLine(printed));
   };

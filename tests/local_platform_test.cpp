@@ -186,12 +186,15 @@ TEST_F(LocalPlatformTest, ChangesNoLibraryThatTookThePlaceOfTheOneFetchedFrom) {
 }
 
 TEST_F(LocalPlatformTest, KeepsWhatWasFetchedWhenTheLibraryGoes) {
-  makeLibrary(library_, {.assets = {{"A"}}});
+  makeLibrary(library_, {.assets = {{.localIdentifier = "A",
+                                     .resources = {{photos::AssetResourceType::photo, "a.jpg"}}}}});
   const auto asset =
       platform_.fetchAssetsWithLocalIdentifiers(std::vector<std::string>{"A"})->firstObject();
   fs::rename(library_, folder_.path() / "elsewhere");
-  EXPECT_EQ(count(), 0U);
+  makeLibrary(library_, {.assets = {{"B"}}});
+  EXPECT_EQ(count(), 1U);
   EXPECT_EQ(asset->localIdentifier(), "A");
+  ASSERT_EQ(platform_.assetResourcesForAsset(*asset).size(), 1U);
 }
 
 TEST_F(LocalPlatformTest, AsksTheLibraryThatIsAtItsPlaceForAccess) {

@@ -35,6 +35,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     Snapshot& operator=(const Snapshot&) = delete;
     ~Snapshot();
 
+    [[nodiscard]] Connection& connection() { return *connection_; }
+
    private:
     std::shared_ptr<Connection> connection_;
   };

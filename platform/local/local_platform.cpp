@@ -106,13 +106,13 @@ std::vector<std::unique_ptr<photos::AssetResource>> LocalPlatform::assetResource
     const photos::Asset& asset) {
   const auto& local = static_cast<const LocalAsset&>(asset);
   std::vector<std::unique_ptr<photos::AssetResource>> resources;
-  const auto add = [&resources](const ResourceRow& row) {
-    resources.push_back(std::make_unique<LocalResource>(row));
+  const auto add = [&](const ResourceRow& row) {
+    resources.push_back(std::make_unique<LocalResource>(local.snapshot(), row));
   };
   if (local.resources()) {
     std::ranges::for_each(*local.resources(), add);
-  } else if (connection_) {
-    std::ranges::for_each(connection_->resources(local.row().id), add);
+  } else {
+    std::ranges::for_each(local.snapshot()->connection().resources(local.row().id), add);
   }
   return resources;
 }
@@ -121,18 +121,18 @@ void LocalPlatform::requestDataForAssetResource(const photos::AssetResource& res
                                                 const photos::AssetResourceRequestOptions& options,
                                                 DataReceivedHandler dataReceivedHandler,
                                                 CompletionHandler completionHandler) {
-  const ResourceRow& row = static_cast<const LocalResource&>(resource).row();
-  const auto settings = connection_ ? connection_->settings() : std::nullopt;
-  const auto stored = connection_ ? connection_->resource(row) : std::nullopt;
-  if (!settings || !stored) {
-    completionHandler(
-        photos::Error{"The original “" + row.originalFilename + "” is no longer in the library"});
-    return;
+  const auto& local = static_cast<const LocalResource&>(resource);
+  const auto settings = local.connection().settings();
+  const auto stored = local.connection().resource(local.row());
+  std::optional<photos::Error> error;
+  if (settings && stored) {
+    const bool isCloudReachable = options.networkAccessAllowed && settings->networkReachable;
+    error = deliver(*stored, library_, isCloudReachable, dataReceivedHandler);
+  } else {
+    error = photos::Error{"The original “" + local.row().originalFilename +
+                          "” could not be found in the library"};
   }
-  const bool isCloudReachable = options.networkAccessAllowed && settings->networkReachable;
-  std::optional<photos::Error> error =
-      deliver(*stored, library_, isCloudReachable, dataReceivedHandler);
-  // What the handler holds is let go before the request can go on.
+  // What the handler holds is let go first, for who waits on another thread.
   dataReceivedHandler = nullptr;
   completionHandler(std::move(error));
 }

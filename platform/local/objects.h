@@ -19,6 +19,7 @@ class LocalAsset : public photos::Asset {
       : snapshot_(std::move(snapshot)), row_(std::move(row)), resources_(std::move(resources)) {}
 
   [[nodiscard]] const AssetRow& row() const { return row_; }
+  [[nodiscard]] const std::shared_ptr<Connection::Snapshot>& snapshot() const { return snapshot_; }
 
   /// Its resources, when they were read together with it.
   [[nodiscard]] const std::optional<std::vector<ResourceRow>>& resources() const {
@@ -42,14 +43,18 @@ class LocalAsset : public photos::Asset {
 
 class LocalResource : public photos::AssetResource {
  public:
-  explicit LocalResource(ResourceRow row) : row_(std::move(row)) {}
+  LocalResource(std::shared_ptr<Connection::Snapshot> snapshot, ResourceRow row)
+      : snapshot_(std::move(snapshot)), row_(std::move(row)) {}
 
   [[nodiscard]] const ResourceRow& row() const { return row_; }
+  /// The library as it was when the resource's asset was fetched.
+  [[nodiscard]] Connection& connection() const { return snapshot_->connection(); }
 
   [[nodiscard]] photos::AssetResourceType type() const override { return row_.type; }
   [[nodiscard]] std::string originalFilename() const override { return row_.originalFilename; }
 
  private:
+  std::shared_ptr<Connection::Snapshot> snapshot_;
   ResourceRow row_;
 };
 

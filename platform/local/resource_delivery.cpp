@@ -18,6 +18,7 @@ namespace {
 
 using photos::Error;
 
+/// Larger writes take larger pieces of memory for the copy, which cost a virtual machine more.
 constexpr std::int64_t chunkSize = 131072;
 
 Error originalError(const NewResource& resource, const std::string& what) {
