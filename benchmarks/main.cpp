@@ -53,11 +53,11 @@ std::vector<Row> rowsOf(const Options& options) {
 std::vector<Row> chosen(const std::vector<Row>& rows, const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     if (std::ranges::none_of(rows, [&](const Row& row) { return row.name.starts_with(name); })) {
-      std::string known;
+      std::string message = "no row's name begins with “" + name + "”; the rows are";
       for (const Row& row : rows) {
-        known += ' ' + row.name;
+        message.append(1, ' ').append(row.name);
       }
-      throw std::runtime_error("no row's name begins with “" + name + "”; the rows are" + known);
+      throw std::runtime_error(message);
     }
   }
   std::vector<Row> result;
