@@ -36,6 +36,10 @@ Exported exportOnlyAsset(const Bench& bench, const fs::path& library, std::int64
   return {.usage = usage, .sha256 = stringOf(line, "sha256")};
 }
 
+Usage exportUsage(const Bench& bench, const fs::path& library, std::int64_t size) {
+  return exportOnlyAsset(bench, library, size).usage;
+}
+
 /// What people do by hand; it prints the digest too.
 Exported copyAndHashByHand(const Bench& bench, const fs::path& original,
                            const std::string& hasher) {
@@ -86,32 +90,17 @@ Pair estimateBesideCat(const Bench& bench, std::int64_t size) {
           .other = [=] { return run({"cat", original}).seconds; }};
 }
 
-Row exportMemory(const Bench& bench, std::int64_t size) {
-  return {.name = "export-memory-" + std::to_string(size),
-          .what = "peak memory with an export of " + sized(size),
+/// Peak memory with a command on a library whose only asset has that many bytes.
+Row memory(const Bench& bench, const std::string& command, std::int64_t size,
+           Usage (*answer)(const Bench&, const fs::path& library, std::int64_t size)) {
+  return {.name = command + "-memory-" + std::to_string(size),
+          .what = "peak memory with an " + command + " of " + sized(size),
           .unit = Unit::bytes,
           .aim = Aim{Judged::ours, 24e6},
           .prepare =
               [=, &bench] {
                 const fs::path library = fileLibrary(bench, size);
-                return Pair{.ours = [=, &bench] {
-                  return peakOf(exportOnlyAsset(bench, library, size).usage);
-                }};
-              },
-          .slow = true};
-}
-
-Row estimateMemory(const Bench& bench, std::int64_t size) {
-  return {.name = "estimate-memory-" + std::to_string(size),
-          .what = "peak memory with an estimate of " + sized(size),
-          .unit = Unit::bytes,
-          .aim = Aim{Judged::ours, 24e6},
-          .prepare =
-              [=, &bench] {
-                const fs::path library = fileLibrary(bench, size);
-                return Pair{.ours = [=, &bench] {
-                  return peakOf(estimateOnlyAsset(bench, library, size));
-                }};
+                return Pair{.ours = [=, &bench] { return peakOf(answer(bench, library, size)); }};
               },
           .slow = true};
 }
@@ -134,10 +123,10 @@ std::vector<Row> exportRows(const Bench& bench) {
        .what = "estimate of " + sized(large) + ", beside `cat FILE >/dev/null`",
        .aim = Aim{Judged::ratio, 1.3},
        .prepare = [=, &bench] { return estimateBesideCat(bench, large); }},
-      exportMemory(bench, bench.sizes.smallFile),
-      exportMemory(bench, bench.sizes.hugeFile),
-      estimateMemory(bench, bench.sizes.smallFile),
-      estimateMemory(bench, bench.sizes.hugeFile),
+      memory(bench, "export", bench.sizes.smallFile, exportUsage),
+      memory(bench, "export", bench.sizes.hugeFile, exportUsage),
+      memory(bench, "estimate", bench.sizes.smallFile, estimateOnlyAsset),
+      memory(bench, "estimate", bench.sizes.hugeFile, estimateOnlyAsset),
   };
 }
 
