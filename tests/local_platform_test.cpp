@@ -212,6 +212,12 @@ TEST_F(LocalPlatformTest, AsksTheLibraryThatIsAtItsPlaceForAccess) {
                          .promptAnswer = AuthorizationStatus::limited});
   EXPECT_EQ(asked(), AuthorizationStatus::limited);
   EXPECT_EQ(status(), AuthorizationStatus::limited);
+
+  // A grant is told again without a look; the next other request looks.
+  fs::remove_all(library_);
+  EXPECT_EQ(asked(), AuthorizationStatus::limited);
+  EXPECT_EQ(status(), restricted);
+  EXPECT_EQ(asked(), restricted);
 }
 
 TEST_F(LocalPlatformTest, FollowsTheLibraryThatIsAtItsPlace) {
