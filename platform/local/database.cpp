@@ -3,7 +3,9 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -15,27 +17,33 @@ namespace {
 /// How long to wait for another process that is changing the library at this moment.
 constexpr int busyTimeoutInMilliseconds = 60'000;
 
-/// The database as its file alone has it, whatever else lies beside it, and never written to.
-/// Opened by SQLite all the same: closing a descriptor of one's own would drop the locks that this
-/// process's connections hold on the file.
-SQLite::Database fileAlone(const std::filesystem::path& file) {
-  std::string uri = "file:";
-  for (const char character : std::filesystem::absolute(file).string()) {
-    switch (character) {
-      case '%':
-        uri += "%25";
-        break;
-      case '?':
-        uri += "%3f";
-        break;
-      case '#':
-        uri += "%23";
-        break;
-      default:
-        uri += character;
-    }
+/// What the header of a database file says it is (SQLite's "Database File Format", section 1.3).
+struct Header {
+  std::int64_t applicationID = 0;
+  std::int64_t userVersion = 0;
+};
+
+/// The header in the file itself, without what the WAL adds. Neither the WAL nor the shared memory
+/// is opened. Throws SQLite::Exception.
+std::optional<Header> readHeader(const std::filesystem::path& file) {
+  // Read through SQLite: closing a descriptor of our own would drop the locks that this process's
+  // connections hold on the file.
+  const SQLite::Database unused(file.string(), SQLite::OPEN_READONLY);
+  sqlite3_file* opened = nullptr;
+  std::array<unsigned char, 100> bytes{};
+  if (sqlite3_file_control(unused.getHandle(), "main", SQLITE_FCNTL_FILE_POINTER,
+                           static_cast<void*>(&opened)) != SQLITE_OK ||
+      opened->pMethods->xRead(opened, bytes.data(), bytes.size(), 0) != SQLITE_OK) {
+    return std::nullopt;
   }
-  return {uri + "?immutable=1", SQLite::OPEN_READONLY | SQLite::OPEN_URI};
+  const auto bigEndian = [&bytes](std::size_t at) {
+    std::int64_t value = 0;
+    for (std::size_t index = 0; index < 4; ++index) {
+      value = value << 8 | bytes.at(at + index);
+    }
+    return value;
+  };
+  return Header{.applicationID = bigEndian(68), .userVersion = bigEndian(60)};
 }
 
 photos::Error versionError(const std::filesystem::path& file, std::int64_t version) {
@@ -66,15 +74,12 @@ std::expected<SQLite::Database, photos::Error> openDatabase(const std::filesyste
   const std::filesystem::path file = databaseFile(folder);
   try {
     // SQLite tidies up any database that it opens and closes: another's is not to be touched.
-    {
-      SQLite::Database header = fileAlone(file);
-      if (number(header, "PRAGMA application_id") != applicationID) {
-        return std::unexpected(photos::Error{"“" + file.string() + "” is not a local library"});
-      }
-      if (const std::int64_t version = number(header, "PRAGMA user_version");
-          version != schemaVersion) {
-        return std::unexpected(versionError(file, version));
-      }
+    const std::optional<Header> header = readHeader(file);
+    if (!header || header->applicationID != applicationID) {
+      return std::unexpected(photos::Error{"“" + file.string() + "” is not a local library"});
+    }
+    if (header->userVersion != schemaVersion) {
+      return std::unexpected(versionError(file, header->userVersion));
     }
     SQLite::Database database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX,
                               busyTimeoutInMilliseconds);
