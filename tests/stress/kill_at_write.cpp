@@ -1,0 +1,102 @@
+// Preloaded into a program, kills it at a change that it makes to a file, by number: a write is
+// half done then, anything else not begun.
+//
+// KILL_AT_WRITE is the number of the change, counted from 1; KILL_IN_FILE, if set, is the end of
+// the path of the only file whose writes count.
+#include <dlfcn.h>
+#include <limits.h>  // NOLINT(modernize-deprecated-headers): PATH_MAX is POSIX's
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+namespace {
+
+std::string variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+std::atomic<long>& changesLeft() {
+  static std::atomic<long> left = std::atol(variable("KILL_AT_WRITE").c_str());
+  return left;
+}
+
+const std::string& onlyFile() {
+  static const std::string file = variable("KILL_IN_FILE");
+  return file;
+}
+
+bool isDue() { return changesLeft().fetch_sub(1) == 1; }
+
+bool isWriteDue(int descriptor) {
+  struct stat status{};
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+    return false;
+  }
+  if (!onlyFile().empty()) {
+    std::array<char, PATH_MAX> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const ssize_t length = readlink(link.c_str(), path.data(), path.size());
+    if (length < 0 ||
+        !std::string_view(path.data(), static_cast<std::size_t>(length)).ends_with(onlyFile())) {
+      return false;
+    }
+  }
+  return isDue();
+}
+
+void killNow() { static_cast<void>(std::raise(SIGKILL)); }
+
+/// The function of that name that this one stands before.
+template <class Function>
+Function real(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+template <class... Arguments>
+int change(const char* name, Arguments... arguments) {
+  if (onlyFile().empty() && isDue()) {
+    killNow();
+  }
+  return real<int (*)(Arguments...)>(name)(arguments...);
+}
+
+}  // namespace
+
+extern "C" {
+
+ssize_t write(int descriptor, const void* bytes, size_t size) {
+  const auto call = real<ssize_t (*)(int, const void*, size_t)>("write");
+  if (isWriteDue(descriptor)) {
+    static_cast<void>(call(descriptor, bytes, size / 2));
+    killNow();
+  }
+  return call(descriptor, bytes, size);
+}
+
+ssize_t pwrite64(int descriptor, const void* bytes, size_t size, std::int64_t offset) {
+  const auto call = real<ssize_t (*)(int, const void*, size_t, std::int64_t)>("pwrite64");
+  if (isWriteDue(descriptor)) {
+    static_cast<void>(call(descriptor, bytes, size / 2, offset));
+    killNow();
+  }
+  return call(descriptor, bytes, size, offset);
+}
+
+int ftruncate64(int descriptor, std::int64_t size) {
+  return change("ftruncate64", descriptor, size);
+}
+int rename(const char* from, const char* to) { return change("rename", from, to); }
+int unlink(const char* path) { return change("unlink", path); }
+int unlinkat(int folder, const char* path, int flags) {
+  return change("unlinkat", folder, path, flags);
+}
+int mkdir(const char* path, mode_t mode) { return change("mkdir", path, mode); }
+}
