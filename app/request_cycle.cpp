@@ -1,13 +1,16 @@
 #include "app/request_cycle.h"
 
+#include <utf8.h>
+
 #include <array>
 #include <cstdio>
+#include <iterator>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "app/line_reader.h"
-#include "app/utf8.h"
 #include "dispatch/dispatcher.h"
 #include "protocol/request_decoder.h"
 #include "protocol/response_encoder.h"
@@ -21,6 +24,33 @@ void bufferStandardOutput() {
   std::setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
 }
 
+/// The response to a line that can't be decoded.
+const protocol::Response invalidRequest{.ok = false, .status = "invalid_request"};
+
+/// Decodes the line. Bytes that are not UTF-8 are replaced by U+FFFD first.
+std::optional<protocol::Request> decoded(std::string_view line, protocol::RequestDecoder& decoder) {
+  if (utf8::is_valid(line)) {
+    return decoder.decode(line);
+  }
+  constexpr std::size_t replacementSize = 3;
+  std::string repaired;
+  // The worst case. While a string grows, its old and its new memory are both held.
+  repaired.reserve(replacementSize * line.size());
+  utf8::replace_invalid(line.begin(), line.end(), std::back_inserter(repaired));
+  return decoder.decode(repaired);
+}
+
+/// Serves the request in the line and writes the response.
+void answer(std::string_view line, protocol::RequestDecoder& decoder, photos::Platform& platform) {
+  try {
+    const std::optional<protocol::Request> request = decoded(line, decoder);
+    emit(request ? dispatch::response(*request, platform) : invalidRequest);
+  } catch (const std::bad_alloc&) {
+    // The line may be too large for memory. All that it took is free again: answer and go on.
+    emit(invalidRequest);
+  }
+}
+
 }  // namespace
 
 void run(photos::Platform& platform) {
@@ -28,9 +58,7 @@ void run(photos::Platform& platform) {
   protocol::RequestDecoder decoder;
   LineReader lines(stdin);
   while (const std::optional<std::string_view> line = lines.next()) {
-    const std::optional<protocol::Request> request = decoder.decode(Utf8Text(*line).view());
-    emit(request ? dispatch::response(*request, platform)
-                 : protocol::Response{.ok = false, .status = "invalid_request"});
+    answer(*line, decoder, platform);
   }
 }
 

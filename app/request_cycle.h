@@ -11,7 +11,8 @@ namespace app {
 void run(photos::Platform& platform);
 
 /// Writes the response to standard output as one line, in one piece, and flushes it. A response
-/// that cannot be encoded is not written; whether the write succeeds is not looked at.
+/// that cannot be encoded is not written; whether the write succeeds is not looked at. Throws
+/// std::bad_alloc, and has written nothing then, when there is no memory for the line.
 void emit(const protocol::Response& response);
 
 }  // namespace app

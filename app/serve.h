@@ -1,13 +1,13 @@
-// Start and end of the process.
+// Start and end of serving.
 #pragma once
 
 #include "photos/platform.h"
 
 namespace app {
 
-/// Sets how the process takes signals, serves requests from standard input on that platform, then
-/// exits with status 0 when the input ends. Called once, on the main thread; `platform` lives until
-/// the process has exited.
+/// Serves requests from standard input on that platform, then exits with status 0 when the input
+/// ends. Called once, by the main thread, after setUpProcess(); `platform` lives until the process
+/// has exited. Throws std::exception when serving can't begin, for want of memory or threads.
 [[noreturn]] void serve(photos::Platform& platform);
 
 }  // namespace app

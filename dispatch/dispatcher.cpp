@@ -55,7 +55,7 @@ constexpr std::array commands = {
 Response response(const Request& request, Platform& platform) {
   const auto command =
       std::ranges::find(commands, std::string_view(request.command), &Command::name);
-  // Denied by default: an unknown command is gated too, and told so only behind the gate.
+  // Denied by default: the gate also stands before commands that nobody knows.
   if (command == commands.end() || command->gate == Gate::readWriteAccess) {
     const AuthorizationStatus status = platform.authorizationStatus(AccessLevel::readWrite);
     if (!isGranted(status)) {

@@ -120,15 +120,18 @@ struct AssetFilter {
   bool images = true;
   bool videos = true;
 
-  [[nodiscard]] bool admits(AssetMediaType type) const {
-    return (type == AssetMediaType::image && images) || (type == AssetMediaType::video && videos);
+  /// This is the one place that says which. `hasCreationDate` is called only for a wanted type.
+  [[nodiscard]] bool admits(AssetMediaType type, auto&& hasCreationDate) const {
+    return ((type == AssetMediaType::image && images) ||
+            (type == AssetMediaType::video && videos)) &&
+           hasCreationDate();
   }
 };
 
 class AssetFetchResult : public FetchResult<Asset> {
  public:
-  /// Walks from `index` on, passes over the next `skipped` assets that `filter` stops at, and
-  /// returns the index of the one after them; nothing when the result ends before.
+  /// Walks from `index` on, passes over the next `skipped` assets that `filter` admits, and returns
+  /// the index of the one after them; nothing when the result ends before.
   ///
   /// A passed asset costs a media-type read, and a creation-date read when its type is wanted; its
   /// resources are not looked at. The cost is in proportion to where the walk ends, whatever the
@@ -138,7 +141,8 @@ class AssetFetchResult : public FetchResult<Asset> {
                                                                 std::uint64_t skipped) {
     for (const std::size_t end = count(); index < end; ++index) {
       const std::unique_ptr<Asset> asset = objectAtIndex(index);
-      if (filter.admits(asset->mediaType()) && asset->creationDate() && skipped-- == 0) {
+      const auto hasDate = [&] { return asset->creationDate().has_value(); };
+      if (filter.admits(asset->mediaType(), hasDate) && skipped-- == 0) {
         return index;
       }
     }
@@ -176,10 +180,10 @@ class FileHandle {
 
   /// Writes all bytes at the current position and advances it. After a failure any part of them
   /// may be in the file. The bytes are not used after the call.
-  [[nodiscard]] virtual std::optional<Error> write(std::span<const std::byte> bytes) = 0;
+  [[nodiscard]] virtual std::expected<void, Error> write(std::span<const std::byte> bytes) = 0;
 
   /// Closes the file, whether it succeeds or not. Called at most once, and last.
-  [[nodiscard]] virtual std::optional<Error> close() = 0;
+  [[nodiscard]] virtual std::expected<void, Error> close() = 0;
 };
 
 using SHA256Digest = std::array<std::byte, 32>;
@@ -251,9 +255,9 @@ class Platform {
   // Resource data.
 
   /// Starts reading the resource's content. Calls `dataReceivedHandler` with each chunk in order,
-  /// never two at a time, then `completionHandler` once: without an error when all of it was
-  /// delivered. A chunk may be empty, and its bytes live until its handler returns. `resource` need
-  /// not outlive the call.
+  /// never two at a time, then destroys it, then calls `completionHandler` once: without an error
+  /// when all of the content was delivered. A chunk may be empty, and its bytes live until its
+  /// handler returns. `resource` need not outlive the call.
   virtual void requestDataForAssetResource(const AssetResource& resource,
                                            const AssetResourceRequestOptions& options,
                                            DataReceivedHandler dataReceivedHandler,
@@ -261,8 +265,8 @@ class Platform {
 
   // Changes.
 
-  /// Calls `changeBlock` once, applies what it asked for as a whole or not at all, then calls
-  /// `completionHandler` once. Success and error are independent of one another.
+  /// Calls `changeBlock` once, applies what it asked for as a whole or not at all, destroys it,
+  /// then calls `completionHandler` once. Success and error are independent of one another.
   virtual void performChanges(ChangeBlock changeBlock,
                               ChangeCompletionHandler completionHandler) = 0;
 

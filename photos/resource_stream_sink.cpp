@@ -23,8 +23,8 @@ void ResourceStreamSink::append(std::span<const std::byte> chunk) {
   if (writeError_) {
     return;
   }
-  writeError_ = handle_->write(chunk);
-  if (writeError_) {
+  if (auto written = handle_->write(chunk); !written) {
+    writeError_ = std::move(written.error());
     return;
   }
   hasher_->update(chunk);
@@ -32,8 +32,8 @@ void ResourceStreamSink::append(std::span<const std::byte> chunk) {
 }
 
 std::expected<StreamedResource, Error> ResourceStreamSink::finish() {
-  if (auto closeError = handle_->close()) {
-    return std::unexpected(std::move(*closeError));
+  if (auto closed = handle_->close(); !closed) {
+    return std::unexpected(std::move(closed.error()));
   }
   if (writeError_) {
     return std::unexpected(*writeError_);

@@ -1,30 +1,23 @@
 // One request of the host: a plain value, one JSON object on one line of standard input.
 #pragma once
 
-#include <array>
+#include <boost/describe.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "protocol/coding_keys.h"
 
 namespace protocol {
 
+BOOST_DEFINE_FIXED_ENUM_CLASS(RequestKeys, std::uint8_t, command, assetID, photoKitResourceType,
+                              assetIDs, destination, cutoff, includePhotos, includeVideos, offset,
+                              limit)
+
 /// A field that the line leaves out, or gives as null, holds nothing; no field gets a default.
 struct Request {
-  /// One case per field, in order; stringValue() is the field's JSON key.
-  enum class CodingKeys : std::uint8_t {
-    command,
-    assetID,
-    photoKitResourceType,
-    assetIDs,
-    destination,
-    cutoff,
-    includePhotos,
-    includeVideos,
-    offset,
-    limit,
-  };
+  using CodingKeys = RequestKeys;
 
   std::string command;
   /// The localIdentifier of one asset.
@@ -43,22 +36,9 @@ struct Request {
   std::optional<std::int64_t> limit = {};
 };
 
-inline constexpr std::array<std::string_view, 10> requestKeys = {
-    "command", "assetID",       "photoKitResourceType", "assetIDs", "destination",
-    "cutoff",  "includePhotos", "includeVideos",        "offset",   "limit"};
-
-[[nodiscard]] constexpr std::string_view stringValue(Request::CodingKeys key) {
-  return requestKeys.at(static_cast<std::size_t>(key));
-}
-
-/// The key of exactly this text, or nothing.
-[[nodiscard]] constexpr std::optional<Request::CodingKeys> requestKey(std::string_view text) {
-  for (std::size_t index = 0; index < requestKeys.size(); ++index) {
-    if (requestKeys.at(index) == text) {
-      return static_cast<Request::CodingKeys>(index);
-    }
-  }
-  return std::nullopt;
-}
+BOOST_DESCRIBE_STRUCT(Request, (),
+                      (command, assetID, photoKitResourceType, assetIDs, destination, cutoff,
+                       includePhotos, includeVideos, offset, limit))
+static_assert(keysAreFields<Request>());
 
 }  // namespace protocol

@@ -1,25 +1,33 @@
 #include "protocol/request_decoder.h"
 
+#include <algorithm>
 #include <bitset>
 #include <boost/json/basic_parser_impl.hpp>
+#include <cmath>
 #include <concepts>
+#include <cstdlib>
 #include <string>
 #include <utility>
-
-#include "protocol/json_number.h"
 
 namespace protocol {
 namespace {
 
-using Key = Request::CodingKeys;
-using boost::json::error_code;
 using boost::json::string_view;
+using boost::system::error_code;
+using Key = Request::CodingKeys;
+
+constexpr std::size_t fieldCount = stringValues<Request>.size();
+constexpr std::size_t longestKey =
+    std::ranges::max(stringValues<Request>, {}, &std::string_view::size).size();
 
 struct Null {};
+struct Container {};
 
-/// A JSON number as it is written: what it is worth depends on the field that takes it.
 struct Number {
-  std::string_view text;
+  /// The nearest double.
+  double value = 0;
+  /// Its value as an integer, if it is whole and not too large to tell.
+  std::optional<std::int64_t> whole = {};
 };
 
 // How each type of field takes each kind of value; true when it is of the field's type.
@@ -41,13 +49,13 @@ bool take(std::optional<std::string>& field, std::string&& value) {
 }
 
 bool take(std::optional<std::int64_t>& field, Number value) {
-  field = wholeNumber(value.text);
+  field = value.whole;
   return field.has_value();
 }
 
 bool take(std::optional<double>& field, Number value) {
-  field = finiteNumber(value.text);
-  return field.has_value();
+  field = value.value;
+  return std::isfinite(value.value);
 }
 
 bool take(std::optional<bool>& field, std::same_as<bool> auto value) {
@@ -57,34 +65,9 @@ bool take(std::optional<bool>& field, std::same_as<bool> auto value) {
 
 bool take(auto& /*field*/, auto&& /*value*/) { return false; }
 
-auto withField(Request& request, Key key, auto&& use) {
-  switch (key) {
-    case Key::command:
-      return use(request.command);
-    case Key::assetID:
-      return use(request.assetID);
-    case Key::photoKitResourceType:
-      return use(request.photoKitResourceType);
-    case Key::assetIDs:
-      return use(request.assetIDs);
-    case Key::destination:
-      return use(request.destination);
-    case Key::cutoff:
-      return use(request.cutoff);
-    case Key::includePhotos:
-      return use(request.includePhotos);
-    case Key::includeVideos:
-      return use(request.includeVideos);
-    case Key::offset:
-      return use(request.offset);
-    case Key::limit:
-      return use(request.limit);
-  }
-  std::unreachable();
-}
-
 /// Takes the parser's events. Only the values of the outermost object's known keys, and the
-/// elements of a list that is one of them, mean anything; all else only has to be JSON.
+/// elements of a list that is one of them, mean anything; all else only has to be JSON, and is not
+/// kept: a line may be as large as memory.
 class Handler {
  public:
   // What the parser asks of a handler; snake_case is its own.
@@ -94,24 +77,13 @@ class Handler {
   static constexpr std::size_t max_string_size = max_object_size;
 
   bool on_document_begin(error_code& /*error*/) {
-    request_ = Request{};
-    depth_ = 0;
-    isObject_ = false;
-    key_.reset();
-    inList_ = false;
-    present_.reset();
-    mismatched_.reset();
-    text_.clear();
+    *this = {};
     return true;
   }
   bool on_document_end(error_code& /*error*/) { return true; }
 
   bool on_object_begin(error_code& /*error*/) {
-    if (depth_ == 0) {
-      isObject_ = true;
-    } else {
-      value(Container{});
-    }
+    value(Container{});
     ++depth_;
     return true;
   }
@@ -133,43 +105,57 @@ class Handler {
   }
   bool on_array_end(std::size_t /*size*/, error_code& /*error*/) {
     --depth_;
-    if (depth_ == 1) {
-      inList_ = false;
-    }
+    inList_ = inList_ && depth_ > 1;
     return true;
   }
 
-  bool on_key_part(string_view part, std::size_t /*size*/, error_code& /*error*/) {
-    text_.append(part);
+  bool on_key_part(string_view part, std::size_t size, error_code& /*error*/) {
+    collect(part, depth_ == 1 && size <= longestKey);
     return true;
   }
-  bool on_key(string_view part, std::size_t /*size*/, error_code& /*error*/) {
-    text_.append(part);
+  bool on_key(string_view part, std::size_t size, error_code& /*error*/) {
+    collect(part, depth_ == 1 && size <= longestKey);
     if (depth_ == 1) {
-      key_ = requestKey(text_);
+      const auto found = std::ranges::find(stringValues<Request>, text_);
+      const bool isKnown = size <= longestKey && found != stringValues<Request>.end();
+      key_ = isKnown ? std::optional(static_cast<Key>(found - stringValues<Request>.begin()))
+                     : std::nullopt;
     }
     text_.clear();
     return true;
   }
   bool on_string_part(string_view part, std::size_t /*size*/, error_code& /*error*/) {
-    text_.append(part);
+    collect(part, isWanted());
     return true;
   }
   bool on_string(string_view part, std::size_t /*size*/, error_code& /*error*/) {
-    text_.append(part);
-    value(std::move(text_));
-    text_.clear();
+    collect(part, isWanted());
+    value(std::exchange(text_, {}));
     return true;
   }
   // The line is one piece in memory, so a number's text arrives whole with its value.
   bool on_number_part(string_view /*part*/, error_code& /*error*/) { return true; }
-  bool on_int64(std::int64_t /*value*/, string_view text, error_code& /*error*/) {
-    return number(text);
+  bool on_int64(std::int64_t number, string_view /*text*/, error_code& /*error*/) {
+    value(Number{.value = static_cast<double>(number), .whole = number});
+    return true;
   }
-  bool on_uint64(std::uint64_t /*value*/, string_view text, error_code& /*error*/) {
-    return number(text);
+  bool on_uint64(std::uint64_t number, string_view /*text*/, error_code& /*error*/) {
+    value(Number{.value = static_cast<double>(number)});
+    return true;
   }
-  bool on_double(double /*value*/, string_view text, error_code& /*error*/) { return number(text); }
+  bool on_double(double /*inexact*/, string_view text, error_code& /*error*/) {
+    if (isWanted()) {
+      // strtod rounds correctly, which the library's own conversion does not promise; a date that a
+      // host sends back must be the very date that it was given. The process never sets a locale.
+      constexpr double exactUpTo = 9007199254740992;  // 2 to the power of 53
+      const double number = std::strtod(std::string(text).c_str(), nullptr);
+      const bool isWhole = std::trunc(number) == number && std::abs(number) <= exactUpTo;
+      value(Number{
+          .value = number,
+          .whole = isWhole ? std::optional(static_cast<std::int64_t>(number)) : std::nullopt});
+    }
+    return true;
+  }
   bool on_bool(bool boolean, error_code& /*error*/) {
     value(boolean);
     return true;
@@ -181,54 +167,53 @@ class Handler {
   bool on_comment_part(string_view /*part*/, error_code& /*error*/) { return true; }
   bool on_comment(string_view /*part*/, error_code& /*error*/) { return true; }
 
-  /// The request of the document just read.
-  std::optional<Request> result() {
-    const bool complete = isObject_ && mismatched_.none() && present_.test(index(Key::command));
-    return complete ? std::optional(std::move(request_)) : std::nullopt;
+  /// The request of the document just read, which is not kept any longer.
+  std::optional<Request> takeResult() {
+    Handler read = std::exchange(*this, {});
+    return read.mismatched_.none() ? std::optional(std::move(read.request_)) : std::nullopt;
   }
 
  private:
-  struct Container {};
-
   static std::size_t index(Key key) { return static_cast<std::size_t>(key); }
 
-  bool number(string_view text) {
-    value(Number{{text.data(), text.size()}});
-    return true;
+  /// Whether the value at hand is one of ours, or an element of one.
+  [[nodiscard]] bool isWanted() const { return inList_ || (depth_ == 1 && key_); }
+
+  void collect(string_view part, bool isMeant) {
+    if (isMeant) {
+      text_.append(part);
+    }
   }
 
   template <class Value>
   void value(Value&& value) {
     if (inList_) {
-      if constexpr (std::same_as<std::remove_cvref_t<Value>, std::string>) {
+      if constexpr (std::same_as<Value, std::string>) {
         if (depth_ == 2) {
           request_.assetIDs->push_back(std::forward<Value>(value));
         }
       } else {
         settle(Key::assetIDs, false);
       }
-    } else if (depth_ == 1 && key_) {
-      settle(*key_, withField(request_, *key_, [&](auto& field) {
-        return take(field, std::forward<Value>(value));
-      }));
+    } else if (isWanted()) {
+      boost::mp11::mp_with_index<fieldCount>(index(*key_), [&](auto field) {
+        constexpr auto member = boost::mp11::mp_at<Fields<Request>, decltype(field)>::pointer;
+        settle(*key_, take(request_.*member, std::forward<Value>(value)));
+      });
     }
   }
 
   /// Of two equal keys the last counts, for better or worse.
-  void settle(Key key, bool matches) {
-    present_.set(index(key));
-    mismatched_.set(index(key), !matches);
-  }
+  void settle(Key key, bool matches) { mismatched_.set(index(key), !matches); }
 
   Request request_;
   std::size_t depth_ = 0;
-  bool isObject_ = false;
   /// The outermost object's key whose value is being read, if it is one of ours.
   std::optional<Key> key_;
   /// Whether that value is the list of identifiers.
   bool inList_ = false;
-  std::bitset<requestKeys.size()> present_;
-  std::bitset<requestKeys.size()> mismatched_;
+  /// Fields that have no value of their type: the command, until one comes.
+  std::bitset<fieldCount> mismatched_ = 1U << index(Key::command);
   /// What has come so far of the key or string being read.
   std::string text_;
 };
@@ -254,10 +239,8 @@ std::optional<Request> RequestDecoder::decode(std::string_view line) {
   error_code error;
   parser_->reset();
   const std::size_t read = parser_->write_some(false, line.data(), line.size(), error);
-  if (error || read != line.size()) {
-    return std::nullopt;
-  }
-  return parser_->handler().result();
+  std::optional<Request> request = parser_->handler().takeResult();
+  return error || read != line.size() ? std::nullopt : std::move(request);
 }
 
 }  // namespace protocol

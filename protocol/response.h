@@ -1,31 +1,23 @@
 // One answer to the host: a plain value, one JSON object on one line of standard output.
 #pragma once
 
-#include <array>
+#include <boost/describe.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "protocol/coding_keys.h"
 
 namespace protocol {
 
+BOOST_DEFINE_FIXED_ENUM_CLASS(AssetSummaryKeys, std::uint8_t, assetID, filename, createdAt,
+                              modifiedAt, mediaType, bytes, photoKitResourceType, isRaw,
+                              isLivePhotoCompanion, isLivePhotoImage, isCurrentEdit)
+
 /// One resource of one asset. An asset with several resources gives several.
 struct AssetSummary {
-  /// One case per field, in order; stringValue() is the field's JSON key.
-  enum class CodingKeys : std::uint8_t {
-    assetID,
-    filename,
-    createdAt,
-    modifiedAt,
-    mediaType,
-    bytes,
-    photoKitResourceType,
-    isRaw,
-    isLivePhotoCompanion,
-    isLivePhotoImage,
-    isCurrentEdit,
-  };
+  using CodingKeys = AssetSummaryKeys;
 
   std::string assetID;
   std::string filename;
@@ -42,10 +34,18 @@ struct AssetSummary {
   bool isCurrentEdit = false;
 };
 
+BOOST_DESCRIBE_STRUCT(AssetSummary, (),
+                      (assetID, filename, createdAt, modifiedAt, mediaType, bytes,
+                       photoKitResourceType, isRaw, isLivePhotoCompanion, isLivePhotoImage,
+                       isCurrentEdit))
+static_assert(keysAreFields<AssetSummary>());
+
+BOOST_DEFINE_FIXED_ENUM_CLASS(ResponseKeys, std::uint8_t, ok, status, error, sha256, bytes, assets,
+                              nextOffset)
+
 /// A field that holds nothing leaves no key in the JSON object.
 struct Response {
-  /// One case per field, in order; stringValue() is the field's JSON key.
-  enum class CodingKeys : std::uint8_t { ok, status, error, sha256, bytes, assets, nextOffset };
+  using CodingKeys = ResponseKeys;
 
   bool ok = false;
   /// The outcome in one lower-case snake_case word.
@@ -59,27 +59,7 @@ struct Response {
   std::optional<std::int64_t> nextOffset = {};
 };
 
-inline constexpr std::array<std::string_view, 11> assetSummaryKeys = {"assetID",
-                                                                      "filename",
-                                                                      "createdAt",
-                                                                      "modifiedAt",
-                                                                      "mediaType",
-                                                                      "bytes",
-                                                                      "photoKitResourceType",
-                                                                      "isRaw",
-                                                                      "isLivePhotoCompanion",
-                                                                      "isLivePhotoImage",
-                                                                      "isCurrentEdit"};
-
-inline constexpr std::array<std::string_view, 7> responseKeys = {
-    "ok", "status", "error", "sha256", "bytes", "assets", "nextOffset"};
-
-[[nodiscard]] constexpr std::string_view stringValue(AssetSummary::CodingKeys key) {
-  return assetSummaryKeys.at(static_cast<std::size_t>(key));
-}
-
-[[nodiscard]] constexpr std::string_view stringValue(Response::CodingKeys key) {
-  return responseKeys.at(static_cast<std::size_t>(key));
-}
+BOOST_DESCRIBE_STRUCT(Response, (), (ok, status, error, sha256, bytes, assets, nextOffset))
+static_assert(keysAreFields<Response>());
 
 }  // namespace protocol

@@ -52,7 +52,7 @@ class Continuation {
       }
     }
 
-    /// True when this was the first value. Only then is the slot there for certain.
+    /// True when this was the first value. After it the slot may be gone.
     bool deliver(T value) {
       if (resumed.exchange(true)) {
         return false;

@@ -28,6 +28,7 @@ void asyncOnWorkerPool(std::function<void()> work) {
   async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0), std::move(work));
 }
 
+/// Lets the main thread go: from then on a thread of the pool runs the main queue's work.
 void serveMainQueue() { dispatch_main(); }
 
 }  // namespace runtime

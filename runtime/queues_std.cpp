@@ -1,4 +1,4 @@
-#include <algorithm>
+// The queues of runtime/queues.h on std::thread.
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -10,61 +10,41 @@
 namespace runtime {
 namespace {
 
-class WorkQueue {
- public:
-  void push(std::function<void()> work) {
-    {
-      const std::lock_guard lock(mutex_);
-      work_.push_back(std::move(work));
-    }
-    arrived_.notify_one();
-  }
-
-  [[noreturn]] void serve() {
-    for (;;) {
-      next()();
-    }
-  }
-
- private:
-  std::function<void()> next() {
-    std::unique_lock lock(mutex_);
-    arrived_.wait(lock, [this] { return !work_.empty(); });
-    std::function<void()> work = std::move(work_.front());
-    work_.pop_front();
-    return work;
-  }
-
-  std::mutex mutex_;
-  std::condition_variable arrived_;
-  std::deque<std::function<void()>> work_;
+struct MainQueue {
+  std::mutex mutex;
+  std::condition_variable arrived;
+  std::deque<std::function<void()>> work;
 };
 
-// Both queues live for ever: their threads still wait on them while exit() tears the process down.
-
-WorkQueue& mainQueue() {
-  static auto* const queue = new WorkQueue;
-  return *queue;
-}
-
-WorkQueue& workerPool() {
-  static auto* const queue = [] {
-    auto* const pool = new WorkQueue;
-    const unsigned threads = std::max(2U, std::thread::hardware_concurrency());
-    for (unsigned thread = 0; thread < threads; ++thread) {
-      std::thread([pool] { pool->serve(); }).detach();
-    }
-    return pool;
-  }();
+/// Never destroyed: other threads may still use it while exit() runs.
+MainQueue& mainQueue() {
+  static auto* const queue = new MainQueue;
   return *queue;
 }
 
 }  // namespace
 
-void asyncOnMainQueue(std::function<void()> work) { mainQueue().push(std::move(work)); }
+void asyncOnMainQueue(std::function<void()> work) {
+  MainQueue& queue = mainQueue();
+  {
+    const std::lock_guard lock(queue.mutex);
+    queue.work.push_back(std::move(work));
+  }
+  queue.arrived.notify_one();
+}
 
-void asyncOnWorkerPool(std::function<void()> work) { workerPool().push(std::move(work)); }
+void asyncOnWorkerPool(std::function<void()> work) { std::thread(std::move(work)).detach(); }
 
-void serveMainQueue() { mainQueue().serve(); }
+void serveMainQueue() {
+  MainQueue& queue = mainQueue();
+  for (;;) {
+    std::unique_lock lock(queue.mutex);
+    queue.arrived.wait(lock, [&queue] { return !queue.work.empty(); });
+    const std::function<void()> work = std::move(queue.work.front());
+    queue.work.pop_front();
+    lock.unlock();
+    work();
+  }
+}
 
 }  // namespace runtime

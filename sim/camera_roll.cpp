@@ -70,7 +70,7 @@ std::string stemOf(const std::string& name) {
   return lowercase(std::filesystem::path(name).stem().string());
 }
 
-// "img_e1234" for "img_1234"; nothing for names that no camera counts.
+/// "img_e1234" for "img_1234"; nothing for a name without a number.
 std::optional<std::string> stemOfEdit(const std::string& stem) {
   constexpr std::string_view prefix = "img_";
   const std::string number = stem.starts_with(prefix) ? stem.substr(prefix.size()) : "";
@@ -80,7 +80,7 @@ std::optional<std::string> stemOfEdit(const std::string& stem) {
   return std::string(prefix) + "e" + number;
 }
 
-// Takes the first file of the first of these kinds that there is one of.
+/// Takes a file of the first of these kinds that is there.
 std::optional<NamedFile> take(Files& files, std::initializer_list<Kind> kinds) {
   for (const Kind kind : kinds) {
     const auto found = std::find_if(files.begin(), files.end(),
@@ -147,7 +147,7 @@ GroupedFiles groupFiles(std::vector<std::string> names) {
       filesByStem[std::move(stem)].push_back({std::move(name), kind});
     }
   }
-  // A digit sorts before "e": a photo takes its edits before these come up as photos themselves.
+  // Digits sort before "e": a photo takes its edits before they come up themselves.
   for (auto& [stem, files] : filesByStem) {
     Files none;
     const auto editStem = stemOfEdit(stem);

@@ -1,5 +1,7 @@
 #include "sim/description.h"
 
+#include <algorithm>
+#include <boost/json/parser.hpp>
 #include <fstream>
 #include <span>
 #include <string_view>
@@ -7,194 +9,149 @@
 #include <unordered_map>
 #include <utility>
 
-#include "platform/local/local_identifier.h"
-#include "platform/local/originals.h"
-#include "sim/json_object.h"
-#include "sim/json_reader.h"
+#include "library/local_identifier.h"
+#include "library/originals.h"
+#include "platform/posix/files.h"
+#include "sim/message.h"
 #include "sim/new_library.h"
 
 namespace sim {
-namespace {
 
 namespace fs = std::filesystem;
 namespace json = boost::json;
-using platform::local::DeliveryFailure;
-using platform::local::LibraryWriter;
-using platform::local::NewAsset;
-using platform::local::NewResource;
-using platform::local::Settings;
+
+std::optional<OpensURLs> valueOf(As<OpensURLs> /*type*/, const json::value& value) {
+  if (value.is_bool()) {
+    return OpensURLs{.answer = value.get_bool()};
+  }
+  return value == "system" ? std::optional(OpensURLs()) : std::nullopt;
+}
+
+std::string expectation(As<OpensURLs> /*type*/) { return "true, false or \"system\""; }
+
+namespace {
 
 std::expected<std::string, Error> readText(const fs::path& file) {
   std::string text;
-  auto error = platform::local::bytesOfFile(file)([&](std::span<const std::byte> bytes) {
+  Result read = platform::posix::readFile(file.string(), [&](std::span<const std::byte> bytes) {
     text.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    return std::optional<Error>();
+    return true;
   });
-  if (error) {
+  if (!read) {
     return std::unexpected(
-        Error{error->localizedDescription + "; name a description file that you may read"});
+        Error{read.error().localizedDescription + "; name a description that you may read"});
   }
   return text;
 }
 
-class Reader {
- public:
-  explicit Reader(fs::path folder) : folder_(std::move(folder)) {}
-
-  void read(const json::value& document);
-  [[nodiscard]] const std::optional<std::string>& fault() const { return fault_.text(); }
-  Description result() && { return std::move(description_); }
-
- private:
-  void readSettings(JSONObject& library);
-  void readOpensURLs(JSONObject& library);
-  void readAsset(const json::value& value, const std::string& place);
-  void readIdentifier(JSONObject& asset, const std::string& place);
-  void readResource(const json::value& value, const std::string& place);
-  void readFailure(JSONObject& resource, NewResource& row);
-  DescribedContent readContent(JSONObject& resource, NewResource& row);
-  void checkFile(JSONObject& resource, const fs::path& file);
-
-  fs::path folder_;
-  FirstFault fault_;
-  Description description_;
-  std::unordered_map<std::string, std::string> placeOfIdentifier_;
-};
-
-void Reader::read(const json::value& document) {
-  JSONObject library(document, "", fault_);
-  readSettings(library);
-  library.each("assets", [this](const json::value& value, const std::string& place) {
-    readAsset(value, place);
-  });
-  library.refuseOthers();
-}
-
-void Reader::readSettings(JSONObject& library) {
-  Settings settings = defaultSettings();
-  settings.authorizationStatus =
-      library.integer("authorization").value_or(settings.authorizationStatus);
-  settings.promptAnswer = library.integer("promptAnswer").value_or(settings.promptAnswer);
-  if (library.isNull("userLibraryAlbum")) {
-    settings.userLibraryAlbum = std::nullopt;
-  } else if (auto album = library.string("userLibraryAlbum")) {
-    settings.userLibraryAlbum = std::move(album);
+/// The text's one value, or "line 3: " and what is wrong there.
+std::expected<json::value, std::string> parseJSON(std::string_view text) {
+  json::parser parser;
+  boost::system::error_code error;
+  const std::size_t parsed = parser.write(text.data(), text.size(), error);
+  if (error) {
+    const auto line = std::ranges::count(text.substr(0, parsed), '\n') + 1;
+    return std::unexpected("line " + std::to_string(line) + ": no valid JSON, " + error.message());
   }
-  library.value("deletion", [&](const json::value& value, const std::string& place) {
-    JSONObject deletion(value, place, fault_);
-    deletion.require("success");
-    settings.deletionSuccess = deletion.boolean("success").value_or(true);
-    settings.deletionError = deletion.string("error");
-    deletion.refuseOthers();
-  });
-  settings.networkReachable = library.boolean("networkReachable").value_or(true);
-  description_.settings = std::move(settings);
-  readOpensURLs(library);
+  return parser.release();
 }
 
-void Reader::readOpensURLs(JSONObject& library) {
-  library.value("opensURLs", [this](const json::value& value, const std::string& place) {
-    if (value.is_bool()) {
-      description_.settings.opensURLs = value.get_bool();
-    } else if (!value.is_string() || value.get_string() != "system") {
-      fault_.add(place, "expected true, false or \"system\"");
-    }
-  });
-}
-
-void Reader::readAsset(const json::value& value, const std::string& place) {
-  JSONObject asset(value, place, fault_);
-  NewAsset& row = description_.assets.emplace_back();
-  description_.contents.emplace_back();
-  readIdentifier(asset, place);
-  row.mediaType = asset.integer("mediaType").value_or(row.mediaType);
-  row.creationDate = asset.date("creationDate");
-  row.modificationDate = asset.date("modificationDate");
-  asset.each("resources", [this](const json::value& resource, const std::string& resourcePlace) {
-    readResource(resource, resourcePlace);
-  });
-  asset.refuseOthers();
-}
-
-void Reader::readIdentifier(JSONObject& asset, const std::string& place) {
-  NewAsset& row = description_.assets.back();
-  auto identifier = asset.string("localIdentifier");
-  row.localIdentifier =
-      identifier ? std::move(*identifier) : platform::local::randomLocalIdentifier();
-  const auto [holder, isNew] = placeOfIdentifier_.try_emplace(row.localIdentifier, place);
-  if (!isNew) {
-    asset.fault("localIdentifier", "is that of " + holder->second + " already");
+/// What is wrong with a resource although its values have the right types.
+std::optional<std::string> faultOf(const DescribedResource& resource, const fs::path& folder) {
+  if (int{resource.file.has_value()} + int{resource.text.has_value()} +
+          int{resource.size.has_value()} !=
+      1) {
+    return ": expected exactly one of file, text and size";
   }
-}
-
-void Reader::readResource(const json::value& value, const std::string& place) {
-  JSONObject resource(value, place, fault_);
-  NewResource row;
-  resource.require("type");
-  row.type = resource.integer("type").value_or(0);
-  resource.require("originalFilename");
-  row.originalFilename = resource.string("originalFilename").value_or("");
-  description_.contents.back().push_back(readContent(resource, row));
-  row.cloud = resource.boolean("cloud").value_or(false);
-  row.chunks = resource.counts("chunks", platform::local::longestChunk);
-  readFailure(resource, row);
-  resource.refuseOthers();
-  description_.assets.back().resources.push_back(std::move(row));
-}
-
-void Reader::readFailure(JSONObject& resource, NewResource& row) {
-  resource.value("failure", [&](const json::value& value, const std::string& place) {
-    JSONObject failure(value, place, fault_);
-    DeliveryFailure delivery;
-    delivery.afterBytes = failure.count("afterBytes").value_or(0);
-    delivery.error = failure.string("error").value_or("the resource could not be delivered");
-    failure.refuseOthers();
-    row.failure = std::move(delivery);
-  });
-}
-
-DescribedContent Reader::readContent(JSONObject& resource, NewResource& row) {
-  DescribedContent content;
-  const int given =
-      int{resource.has("file")} + int{resource.has("text")} + int{resource.has("size")};
-  if (given != 1) {
-    resource.fault("expected exactly one of file, text and size");
+  if (!resource.file) {
+    return std::nullopt;
   }
-  if (const auto file = resource.string("file")) {
-    content.file = folder_ / *file;
-    checkFile(resource, *content.file);
-  }
-  content.text = resource.string("text");
-  row.content.size = resource.count("size").value_or(0);
-  return content;
-}
-
-void Reader::checkFile(JSONObject& resource, const fs::path& file) {
+  const fs::path file = folder / *resource.file;
   std::error_code error;
-  const fs::file_status status = fs::status(file, error);
-  // A path with a NUL in it would be cut short there.
-  if (!fs::exists(status) || file.native().find('\0') != std::string::npos) {
-    resource.fault("file", "there is no " + file.string());
-  } else if (!fs::is_regular_file(status) || !std::ifstream(file)) {
-    resource.fault("file", "can't read " + file.string());
-  }
+  // A path with a NUL would be cut short there.
+  const bool isFile =
+      fs::is_regular_file(file, error) && resource.file->find('\0') == std::string::npos;
+  return isFile && std::ifstream(file) ? std::nullopt
+                                       : std::optional(".file: can't read " + file.string());
 }
 
-std::optional<Error> storeContents(LibraryWriter& library, NewAsset& asset,
-                                   const std::vector<DescribedContent>& contents) {
-  for (std::size_t index = 0; index < contents.size(); ++index) {
-    const DescribedContent& content = contents[index];
-    if (!content.file && !content.text) {
-      continue;
+/// The same for all assets.
+std::optional<std::string> faultOf(const std::vector<DescribedAsset>& assets,
+                                   const fs::path& folder) {
+  std::unordered_map<std::string, std::string> placeOfIdentifier;
+  for (std::size_t index = 0; index < assets.size(); ++index) {
+    const DescribedAsset& asset = assets[index];
+    const std::string place = "assets[" + std::to_string(index) + "]";
+    if (asset.localIdentifier) {
+      const auto [other, isNew] = placeOfIdentifier.try_emplace(*asset.localIdentifier, place);
+      if (!isNew) {
+        return place + ".localIdentifier: is that of " + other->second + " already";
+      }
     }
-    auto stored =
-        content.file ? library.storeFile(*content.file) : library.storeText(*content.text);
-    if (!stored) {
-      return std::move(stored.error());
+    const std::size_t count = asset.resources ? asset.resources->size() : 0;
+    for (std::size_t number = 0; number < count; ++number) {
+      if (const auto fault = faultOf((*asset.resources)[number], folder)) {
+        return place + ".resources[" + std::to_string(number) + "]" + *fault;
+      }
     }
-    asset.resources[index].content = std::move(*stored);
   }
   return std::nullopt;
+}
+
+library::Settings settingsOf(const Description& description) {
+  library::Settings settings = defaultSettings();
+  settings.authorizationStatus = description.authorization.value_or(settings.authorizationStatus);
+  settings.promptAnswer = description.promptAnswer.value_or(settings.promptAnswer);
+  if (description.userLibraryAlbum) {
+    settings.userLibraryAlbum = description.userLibraryAlbum->value;
+  }
+  settings.opensURLs = description.opensURLs.value_or(OpensURLs()).answer;
+  const DescribedDeletion deletion = description.deletion.value_or(DescribedDeletion());
+  settings.deletionSuccess = deletion.success;
+  settings.deletionError = deletion.error;
+  settings.networkReachable = description.networkReachable.value_or(settings.networkReachable);
+  return settings;
+}
+
+library::Asset assetOf(const DescribedAsset& described) {
+  library::Asset asset;
+  asset.localIdentifier =
+      described.localIdentifier ? *described.localIdentifier : library::randomLocalIdentifier();
+  asset.mediaType = described.mediaType.value_or(asset.mediaType);
+  asset.creationDate = described.creationDate.value_or(Nullable<double>()).value;
+  asset.modificationDate = described.modificationDate.value_or(Nullable<double>()).value;
+  return asset;
+}
+
+library::Resource resourceOf(const DescribedResource& described) {
+  library::Resource resource;
+  resource.type = described.type;
+  resource.originalFilename = described.originalFilename;
+  resource.content.size = described.size.value_or(Count()).value;
+  resource.cloud = described.cloud.value_or(false);
+  for (const ChunkLength& length : described.chunks.value_or(std::vector<ChunkLength>())) {
+    resource.chunks.push_back(length.value);
+  }
+  if (described.failure) {
+    resource.failure = {
+        .afterBytes = described.failure->afterBytes.value_or(Count()).value,
+        .error = described.failure->error.value_or("the resource could not be delivered")};
+  }
+  return resource;
+}
+
+Result addResource(library::Library& library, const library::Originals& originals,
+                   std::int64_t asset, const DescribedResource& described, const fs::path& folder) {
+  library::Resource resource = resourceOf(described);
+  if (described.file || described.text) {
+    auto stored = described.file ? originals.storeFile(folder / *described.file)
+                                 : originals.store(*described.text);
+    if (!stored) {
+      return std::unexpected(std::move(stored.error()));
+    }
+    resource.content = std::move(*stored);
+  }
+  return library.addResource(asset, resource);
 }
 
 }  // namespace
@@ -204,31 +161,46 @@ std::expected<Description, Error> readDescription(const fs::path& file) {
   if (!text) {
     return std::unexpected(text.error());
   }
-  const auto document = parseJSON(*text);
+  auto document = parseJSON(*text);
   if (!document) {
     return std::unexpected(failure(file, document.error()));
   }
-  Reader reader(file.parent_path());
-  reader.read(*document);
-  if (reader.fault()) {
-    return std::unexpected(failure(file, *reader.fault()));
+  if (document->is_object()) {
+    document->get_object().erase("$schema");  // for editors
   }
-  return std::move(reader).result();
+  Description description;
+  JSONReader reader;
+  if (!reader.read(*document, description)) {
+    return std::unexpected(failure(file, reader.fault()));
+  }
+  const auto& assets = description.assets;
+  if (const auto fault = assets ? faultOf(*assets, file.parent_path()) : std::nullopt) {
+    return std::unexpected(failure(file, *fault));
+  }
+  return description;
 }
 
-std::optional<Error> addDescribedAssets(LibraryWriter& library, Description description) {
-  return library.transaction([&]() -> std::optional<Error> {
-    for (std::size_t index = 0; index < description.assets.size(); ++index) {
-      NewAsset& asset = description.assets[index];
-      if (auto error = storeContents(library, asset, description.contents[index])) {
-        return error;
+Result makeDescribedLibrary(const fs::path& place, const Description& description,
+                            const fs::path& file) {
+  const auto fill = [&](library::Library& library, const library::Originals& originals) {
+    Result added;
+    for (const DescribedAsset& described :
+         description.assets.value_or(std::vector<DescribedAsset>())) {
+      const auto asset = library.addAsset(assetOf(described));
+      if (!asset) {
+        return Result(std::unexpected(asset.error()));
       }
-      if (auto row = library.addAsset(asset); !row) {
-        return std::move(row.error());
+      for (const DescribedResource& resource :
+           described.resources.value_or(std::vector<DescribedResource>())) {
+        added = addResource(library, originals, *asset, resource, file.parent_path());
+        if (!added) {
+          return added;
+        }
       }
     }
-    return std::nullopt;
-  });
+    return added;
+  };
+  return makeLibrary(place, settingsOf(description), fill);
 }
 
 }  // namespace sim

@@ -1,35 +1,142 @@
 #include "sim/existing_library.h"
 
+#include <algorithm>
+#include <array>
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+#include <charconv>
+#include <iostream>
+#include <set>
 #include <system_error>
-#include <utility>
+
+#include "sim/message.h"
 
 namespace sim {
+namespace {
 
-using platform::local::LibraryWriter;
+namespace json = boost::json;
+using library::Library;
 
-std::optional<Error> checkLibraryIsThere(const std::filesystem::path& library) {
-  std::error_code error;
-  if (std::filesystem::exists(library / "library.sqlite", error)) {
-    return std::nullopt;
+/// A status is its name's index.
+constexpr std::array<std::string_view, 5> names{"not-determined", "restricted", "denied",
+                                                "authorized", "limited"};
+
+/// The number, and the name if it has one: "3 authorized", "7".
+std::string describeStatus(std::int64_t status) {
+  std::string text = std::to_string(status);
+  if (status >= 0 && status < std::ssize(names)) {
+    text.append(" ").append(names[static_cast<std::size_t>(status)]);
   }
-  if (error && error != std::errc::not_a_directory) {
-    return failure(library, error, "name a library that you may read");
-  }
-  return std::filesystem::exists(library, error)
-             ? failure(library, "is no library", "name one that photos-sim has made")
-             : failure(library, "there is no library", "make one with photos-sim create");
+  return text;
 }
 
-std::expected<LibraryWriter, Error> openLibrary(const std::filesystem::path& library) {
-  if (auto error = checkLibraryIsThere(library)) {
-    return std::unexpected(std::move(*error));
+json::object described(const library::Asset& asset,
+                       const std::vector<library::Resource>& resources) {
+  json::object result{{"localIdentifier", asset.localIdentifier}, {"mediaType", asset.mediaType}};
+  if (asset.creationDate) {
+    result["creationDate"] = *asset.creationDate;
   }
-  auto writer = LibraryWriter::open(library);
-  if (!writer) {
-    return std::unexpected(Error{writer.error().localizedDescription +
+  if (asset.modificationDate) {
+    result["modificationDate"] = *asset.modificationDate;
+  }
+  json::array& list = result["resources"].emplace_array();
+  for (const library::Resource& resource : resources) {
+    list.push_back(json::object{{"type", resource.type},
+                                {"originalFilename", resource.originalFilename},
+                                {"size", resource.content.size}});
+  }
+  return result;
+}
+
+}  // namespace
+
+Result checkLibraryIsThere(const std::filesystem::path& folder) {
+  std::error_code error;
+  if (std::filesystem::exists(folder / "library.sqlite", error)) {
+    return {};
+  }
+  if (error && error != std::errc::not_a_directory) {
+    return std::unexpected(failure(folder, error, "name a library that you may read"));
+  }
+  return std::unexpected(
+      std::filesystem::exists(folder, error)
+          ? failure(folder, "is no library", "name one that photos-sim has made")
+          : failure(folder, "there is no library", "make one with photos-sim create"));
+}
+
+std::expected<Library, Error> openLibrary(const std::filesystem::path& folder) {
+  if (const Result there = checkLibraryIsThere(folder); !there) {
+    return std::unexpected(there.error());
+  }
+  auto opened = Library::open(folder);
+  if (!opened) {
+    return std::unexpected(Error{opened.error().localizedDescription +
                                  "; name a library that photos-sim has made and you may change"});
   }
-  return writer;
+  return opened;
+}
+
+std::optional<std::int64_t> parseStatus(std::string_view text) {
+  const auto name = std::ranges::find(names, text);
+  return name == names.end() ? parseInteger(text)
+                             : std::optional<std::int64_t>(name - names.begin());
+}
+
+std::optional<std::int64_t> parseInteger(std::string_view text) {
+  std::int64_t value = 0;
+  const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool isWhole = error == std::errc() && rest == text.data() + text.size();
+  return isWhole ? std::optional(value) : std::nullopt;
+}
+
+Result printAccess(const std::filesystem::path& folder) {
+  auto opened = openLibrary(folder);
+  const auto settings = opened ? opened->settings() : std::unexpected(opened.error());
+  if (!settings) {
+    return std::unexpected(settings.error());
+  }
+  std::cout << describeStatus(settings->authorizationStatus) << "\nprompt-answer "
+            << describeStatus(settings->promptAnswer) << "\n";
+  return flushOutput();
+}
+
+Result setAccess(const std::filesystem::path& folder, std::optional<std::int64_t> status,
+                 std::optional<std::int64_t> promptAnswer) {
+  auto opened = openLibrary(folder);
+  return opened ? opened->setAccess(status, promptAnswer) : std::unexpected(opened.error());
+}
+
+Result printRecentlyDeleted(const std::filesystem::path& folder) {
+  auto opened = openLibrary(folder);
+  if (!opened) {
+    return std::unexpected(opened.error());
+  }
+  const Result read = opened->eachRecentlyDeleted([](const auto& asset, const auto& resources) {
+    std::cout << json::serialize(described(asset, resources)) << '\n';
+  });
+  return read ? flushOutput() : read;
+}
+
+Result restore(const std::filesystem::path& folder, std::span<const std::string> localIdentifiers) {
+  auto opened = openLibrary(folder);
+  if (!opened) {
+    return std::unexpected(opened.error());
+  }
+  return opened->transaction([&]() -> Result {
+    for (const std::string& identifier :
+         std::set<std::string>(localIdentifiers.begin(), localIdentifiers.end())) {
+      const auto isRestored = opened->restore(identifier);
+      if (!isRestored) {
+        return std::unexpected(isRestored.error());
+      }
+      if (!*isRestored) {
+        return std::unexpected(failure(folder, "“" + identifier + "” is not in Recently Deleted",
+                                       "see photos-sim recently-deleted; nothing was put back"));
+      }
+    }
+    return {};
+  });
 }
 
 }  // namespace sim

@@ -1,20 +1,47 @@
-// Opens libraries that are there, and says what to do when they are not.
+// Reading and changing what a library says of access and of Recently Deleted.
 #pragma once
 
+#include <cstdint>
 #include <expected>
 #include <filesystem>
 #include <optional>
+#include <span>
+#include <string>
+#include <string_view>
 
-#include "platform/local/library_writer.h"
-#include "sim/message.h"
+#include "library/library.h"
 
 namespace sim {
 
-/// The failure that no library is at this path. Nothing when one may be: opening tells.
-std::optional<Error> checkLibraryIsThere(const std::filesystem::path& library);
+/// Fails when there is no library at this path. Whether one that is there can be opened is not
+/// looked at.
+[[nodiscard]] library::Result checkLibraryIsThere(const std::filesystem::path& folder);
 
-/// Opens the library for changes.
-std::expected<platform::local::LibraryWriter, Error> openLibrary(
-    const std::filesystem::path& library);
+[[nodiscard]] std::expected<library::Library, library::Error> openLibrary(
+    const std::filesystem::path& folder);
+
+/// The status that a number or a name (not-determined, restricted, denied, authorized, limited)
+/// stands for; nothing for any other text.
+[[nodiscard]] std::optional<std::int64_t> parseStatus(std::string_view text);
+
+/// The number that the whole text writes in decimal, if it fits.
+[[nodiscard]] std::optional<std::int64_t> parseInteger(std::string_view text);
+
+/// Prints the access status and the next prompt's answer to standard output, a line each.
+[[nodiscard]] library::Result printAccess(const std::filesystem::path& folder);
+
+/// Sets what is given and leaves the rest. After a failure nothing has changed.
+[[nodiscard]] library::Result setAccess(const std::filesystem::path& folder,
+                                        std::optional<std::int64_t> status,
+                                        std::optional<std::int64_t> promptAnswer);
+
+/// Prints the assets in Recently Deleted on standard output, oldest first, one JSON object a line
+/// with the keys that a description has for an asset.
+[[nodiscard]] library::Result printRecentlyDeleted(const std::filesystem::path& folder);
+
+/// Puts the assets of these identifiers back into the library: all of them or, when one is not in
+/// Recently Deleted, none.
+[[nodiscard]] library::Result restore(const std::filesystem::path& folder,
+                                      std::span<const std::string> localIdentifiers);
 
 }  // namespace sim

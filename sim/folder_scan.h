@@ -1,13 +1,12 @@
 // Finds the files below folders and groups them into assets, without reading or changing one.
 //
-// Links to files are followed, links to folders are not. The order is that of the names, so that
-// the same folders always give the same result.
+// Links are not followed. The order is that of the names, so that the same folders always give the
+// same result.
 #pragma once
 
 #include <filesystem>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "sim/camera_roll.h"
@@ -25,15 +24,12 @@ struct FolderScan {
   /// What is no photo or video and stays where it is.
   std::vector<std::filesystem::path> unknownKind;
   std::vector<std::filesystem::path> adjustmentsAlone;
-  std::vector<std::filesystem::path> folderLinks;
-  /// What may be one but could not be read, each with its reason.
+  std::vector<std::filesystem::path> links;
+  /// Folders that could not be read, each with its reason.
   std::vector<Error> unreadable;
 };
 
-/// The first reason why these folders can't be imported: one is missing, no folder or unreadable.
-std::optional<Error> checkFolders(std::span<const std::filesystem::path> folders);
-
 /// Scans the folders. A folder below another one of them is scanned once.
-FolderScan scanFolders(std::span<const std::filesystem::path> folders);
+[[nodiscard]] FolderScan scanFolders(std::span<const std::filesystem::path> folders);
 
 }  // namespace sim

@@ -1,33 +1,61 @@
 #include "sim/import.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstddef>
+#include <iostream>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include "platform/local/library_writer.h"
 #include "sim/existing_library.h"
 #include "sim/folder_scan.h"
 #include "sim/importer.h"
+#include "sim/message.h"
 #include "sim/new_library.h"
-#include "sim/progress_bar.h"
 
 namespace sim {
 namespace {
 
 namespace fs = std::filesystem;
-using platform::local::LibraryWriter;
+
+/// A bar on standard error that shows how far the import has come. It is drawn on a terminal only,
+/// and gone when the object is destroyed.
+class ProgressBar {
+ public:
+  explicit ProgressBar(std::size_t total)
+      : total_(total), isVisible_(total > 0 && isatty(STDERR_FILENO) != 0) {}
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
+  ~ProgressBar() {
+    if (isVisible_) {
+      std::cerr << "\r\033[K";
+    }
+  }
+
+  void advance() {
+    ++done_;
+    const std::size_t percent = done_ * 100 / total_;
+    if (!isVisible_ || percent == shownPercent_) {
+      return;
+    }
+    shownPercent_ = percent;
+    std::string bar(percent * 2 / 5, '#');
+    bar.resize(40, '.');
+    std::cerr << "\r[" + bar + "] " + std::to_string(done_) + " of " + std::to_string(total_);
+  }
+
+ private:
+  std::size_t total_;
+  std::size_t done_ = 0;
+  std::size_t shownPercent_ = 0;
+  bool isVisible_;
+};
 
 std::string counted(std::size_t count, const std::string& one, const std::string& many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
-void summarize(const ImportCount& added) {
-  say("added " + counted(added.assets, "asset", "assets") + " and " +
-      counted(added.files, "file", "files") + "; " + counted(added.held, "file", "files") +
-      " already in the library" + (added.held > 0 ? ", Recently Deleted included" : ""));
 }
 
 void list(const std::vector<fs::path>& paths, const std::string& one, const std::string& many) {
@@ -39,23 +67,17 @@ void list(const std::vector<fs::path>& paths, const std::string& one, const std:
   }
 }
 
-void listLeftOut(const FolderScan& scan) {
-  list(scan.unknownKind, "file of unknown kind", "files of unknown kind");
-  list(scan.adjustmentsAlone, "adjustment file without its photo",
-       "adjustment files without their photos");
-  list(scan.folderLinks, "link to a folder", "links to folders");
-}
-
-std::optional<Error> listUnreadable(const std::vector<Error>& unreadable) {
+Result listUnreadable(const std::vector<Error>& unreadable) {
   if (unreadable.empty()) {
-    return std::nullopt;
+    return {};
   }
   const std::string what = counted(unreadable.size(), "file or folder", "files and folders");
   say(what + " not imported:");
   for (const Error& error : unreadable) {
     sayBelow(error.localizedDescription);
   }
-  return Error{what + " could not be read; make what is named above readable and import again"};
+  return std::unexpected(
+      Error{what + " could not be read; make what is named above readable and import again"});
 }
 
 bool isInside(const fs::path& path, const fs::path& folder) {
@@ -63,8 +85,8 @@ bool isInside(const fs::path& path, const fs::path& folder) {
          folder.end();
 }
 
-// The library's own files are nobody's photos.
-std::optional<Error> refuseOverlap(const fs::path& library, std::span<const fs::path> folders) {
+/// Fails when a folder can't be read, or when it holds the library or is in it.
+Result checkFolders(const fs::path& library, std::span<const fs::path> folders) {
   std::error_code error;
   // A library that is new has no folder yet: what is there of its path is made canonical.
   fs::path own = fs::weakly_canonical(fs::absolute(library, error), error);
@@ -72,55 +94,71 @@ std::optional<Error> refuseOverlap(const fs::path& library, std::span<const fs::
     own = own.parent_path();
   }
   for (const fs::path& folder : folders) {
+    const fs::directory_iterator entries(folder, error);
+    if (error) {
+      return std::unexpected(failure(folder, error, "name a folder that you may read"));
+    }
     const fs::path source = fs::canonical(folder, error);
     if (isInside(own, source) || isInside(source, own)) {
-      return failure(folder, "the library and this folder are one inside the other",
-                     "keep the library elsewhere");
+      return std::unexpected(failure(folder, "the library and this folder are one inside the other",
+                                     "keep the library elsewhere"));
     }
   }
-  return std::nullopt;
+  return {};
 }
 
-std::optional<Error> makeIfNew(const fs::path& library) {
+/// Makes an empty library where nothing is yet.
+Result makeIfNew(const fs::path& library) {
   std::error_code ignored;
-  if (fs::exists(fs::symlink_status(library, ignored))) {
-    return std::nullopt;
+  const auto isThere = [&] { return fs::exists(fs::symlink_status(library, ignored)); };
+  if (isThere()) {
+    return {};
   }
-  return makeLibrary(library, defaultSettings(),
-                     [](LibraryWriter&) { return std::optional<Error>(); });
+  const Result made =
+      makeLibrary(library, defaultSettings(), [](auto&, auto&) { return Result(); });
+  // Another import may have made it meanwhile.
+  return isThere() ? Result() : made;
 }
 
 }  // namespace
 
-std::optional<Error> importFolders(const fs::path& library, std::span<const fs::path> folders) {
-  if (auto error = checkFolders(folders)) {
-    return error;
+Result importFolders(const fs::path& place, std::span<const fs::path> folders) {
+  Result ready = checkFolders(place, folders);
+  if (ready) {
+    ready = makeIfNew(place);
   }
-  if (auto error = refuseOverlap(library, folders)) {
-    return error;
+  if (!ready) {
+    return ready;
   }
-  if (auto error = makeIfNew(library)) {
-    return error;
+  auto library = openLibrary(place);
+  if (!library) {
+    return std::unexpected(std::move(library.error()));
   }
-  auto writer = openLibrary(library);
-  if (!writer) {
-    return std::move(writer.error());
+  const auto originals = library::Originals::lock(place);
+  if (!originals) {
+    return std::unexpected(originals.error());
   }
   FolderScan scan = scanFolders(folders);
-  Importer importer(*writer);
-  std::optional<Error> stopped;
+  Importer importer(*library, *originals);
+  Result added;
   {
     ProgressBar progress(scan.groups.size());
-    for (auto group = scan.groups.begin(); group != scan.groups.end() && !stopped; ++group) {
-      stopped = importer.add(*group);
+    for (auto group = scan.groups.begin(); added && group != scan.groups.end(); ++group) {
+      added = importer.add(*group);
       progress.advance();
     }
   }
-  summarize(importer.count());
-  if (stopped) {
-    return stopped;
+  const ImportCount& count = importer.count();
+  say("added " + counted(count.assets, "asset", "assets") + " and " +
+      counted(count.files, "file", "files") + "; " + counted(count.held, "file", "files") +
+      " already in the library" + (count.held > 0 ? ", Recently Deleted included" : ""));
+  if (!added) {
+    return added;
   }
-  listLeftOut(scan);
+  list(scan.unknownKind, "file of unknown kind", "files of unknown kind");
+  list(scan.adjustmentsAlone, "adjustment file without its photo",
+       "adjustment files without their photos");
+  list(scan.links, "link", "links");
   std::vector<Error> unreadable = std::move(scan.unreadable);
   unreadable.insert(unreadable.end(), importer.unreadable().begin(), importer.unreadable().end());
   return listUnreadable(unreadable);

@@ -7,17 +7,16 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <span>
 
-#include "sim/message.h"
+#include "library/library.h"
 
 namespace sim {
 
 /// Imports into the library, which is made when nothing is at its path, and tells on standard
 /// error what was added, what was there already and what was left out, by name. Files that can't
 /// be read are a failure, told after everything else was imported.
-std::optional<Error> importFolders(const std::filesystem::path& library,
-                                   std::span<const std::filesystem::path> folders);
+[[nodiscard]] library::Result importFolders(const std::filesystem::path& place,
+                                            std::span<const std::filesystem::path> folders);
 
 }  // namespace sim

@@ -1,160 +1,130 @@
 #include "sim/importer.h"
 
-#include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <optional>
+#include <span>
 #include <string>
 #include <utility>
 
-#include "platform/local/local_identifier.h"
+#include "library/local_identifier.h"
+#include "platform/posix/files.h"
 #include "sim/capture_date.h"
 #include "utf8.h"
 
 namespace sim {
 namespace {
 
-namespace fs = std::filesystem;
 using photos::AssetResourceType;
-using platform::local::NewAsset;
-using platform::local::NewResource;
 
-// A library's texts are UTF-8, a file's name may be anything.
-std::string textOf(const std::string& name) {
-  std::string text;
-  utf8::replace_invalid(name.begin(), name.end(), std::back_inserter(text));
-  return text;
-}
-
-// Why the file's bytes can't be read; nothing when they can.
-std::optional<Error> whyUnreadable(const fs::path& file) {
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  std::vector<char> buffer(std::size_t{1} << 16);
-  while (stream.read(buffer.data(), static_cast<std::streamsize>(buffer.size()))) {
-  }
-  if (stream.eof() && !stream.bad()) {
-    return std::nullopt;
-  }
-  return failure(file, lastSystemError());
-}
-
-// The still's own Exif, else that of the photos that belong to it, else the file's date.
+/// The still's own Exif, else that of the photos that belong to it, else the file's date.
 std::optional<photos::Date> creationDate(const FolderGroup& group) {
   for (const MediaFile& file : group.media.files) {
     const bool isPhoto = file.type == AssetResourceType::photo ||
                          file.type == AssetResourceType::alternatePhoto ||
                          file.type == AssetResourceType::fullSizePhoto;
-    if (isPhoto) {
-      if (const auto date = exifCaptureDate(group.folder / file.name)) {
-        return date;
-      }
+    const auto date = isPhoto ? exifCaptureDate(group.folder / file.name) : std::nullopt;
+    if (date) {
+      return date;
     }
   }
   return fileDate(group.folder / group.media.files.front().name);
 }
 
-NewAsset newAsset(const FolderGroup& group, std::vector<NewResource> resources) {
-  NewAsset asset;
-  asset.localIdentifier = platform::local::randomLocalIdentifier();
-  asset.mediaType = static_cast<std::int64_t>(group.media.mediaType);
-  asset.creationDate = creationDate(group);
-  asset.modificationDate = fileDate(group.folder / group.media.files.front().name);
-  asset.resources = std::move(resources);
-  return asset;
+library::Asset newAsset(const FolderGroup& group) {
+  return {.localIdentifier = library::randomLocalIdentifier(),
+          .mediaType = static_cast<std::int64_t>(group.media.mediaType),
+          .creationDate = creationDate(group),
+          .modificationDate = fileDate(group.folder / group.media.files.front().name)};
 }
 
 }  // namespace
 
-// The group's files as the library holds them now, without those that can't be read; none when the
-// photo or video itself is among these.
+/// Stores the group's files and gives their resources, without the files that can't be read. Gives
+/// none when the photo or video itself can't be read.
 std::expected<Importer::Resources, Error> Importer::store(const FolderGroup& group) {
   Resources resources;
   for (const MediaFile& file : group.media.files) {
-    const fs::path path = group.folder / file.name;
-    auto content = library_.storeFile(path);
-    if (content) {
-      NewResource resource;
-      resource.type = static_cast<std::int64_t>(file.type);
-      resource.originalFilename = textOf(file.name);
-      resource.content = std::move(*content);
-      resources.push_back(std::move(resource));
-      continue;
+    auto original = originals_.begin();
+    if (!original) {
+      return std::unexpected(std::move(original.error()));
     }
-    auto reason = whyUnreadable(path);
-    if (!reason) {
-      return std::unexpected(std::move(content.error()));
+    Result written;
+    Result read =
+        platform::posix::readFile(group.folder / file.name, [&](std::span<const std::byte> bytes) {
+          written = original->append(bytes);
+          return written.has_value();
+        });
+    if (!written) {
+      return std::unexpected(std::move(written.error()));
     }
-    unreadable_.push_back(std::move(*reason));
-    if (resources.empty()) {
-      for (std::size_t index = 1; index < group.media.files.size(); ++index) {
-        unreadable_.push_back(
-            failure(group.folder / group.media.files[index].name, "belongs to " + file.name));
+    if (!read) {
+      unreadable_.push_back(std::move(read.error()));
+      if (!resources.empty()) {
+        continue;
+      }
+      for (const MediaFile& other : std::span(group.media.files).subspan(1)) {
+        unreadable_.push_back(failure(group.folder / other.name, "belongs to " + file.name));
       }
       break;
     }
+    auto content = original->keep();
+    if (!content) {
+      return std::unexpected(std::move(content.error()));
+    }
+    // A library's texts are UTF-8, a file's name may be anything.
+    resources.push_back({.type = static_cast<std::int64_t>(file.type),
+                         .originalFilename = utf8::replace_invalid(file.name),
+                         .content = std::move(*content)});
   }
   return resources;
 }
 
-std::expected<ImportCount, Error> Importer::addMissing(std::int64_t asset,
-                                                       const Resources& resources) {
-  ImportCount count;
-  for (const NewResource& resource : resources) {
-    const auto holder = library_.assetHolding(*resource.content.sha256);
-    if (!holder) {
-      return std::unexpected(holder.error());
-    }
-    if (*holder) {
-      ++count.held;
-    } else if (auto error = library_.addResource(asset, resource)) {
-      return std::unexpected(std::move(*error));
-    } else {
-      ++count.files;
-    }
-  }
-  return count;
-}
-
-std::expected<ImportCount, Error> Importer::addRows(const FolderGroup& group, Resources resources) {
-  const auto holder = library_.assetHolding(*resources.front().content.sha256);
+/// A photo or video that the library holds is not added again; files that belong to it and are new
+/// go to the asset that holds it.
+Result Importer::addRows(const FolderGroup& group, const Resources& resources, ImportCount& count) {
+  const auto holder = library_.rowOfAssetHolding(*resources.front().content.sha256);
   if (!holder) {
     return std::unexpected(holder.error());
   }
-  if (*holder) {
-    return addMissing(**holder, resources);
+  const auto asset = *holder ? **holder : library_.addAsset(newAsset(group));
+  if (!asset) {
+    return std::unexpected(asset.error());
   }
-  const ImportCount count{.assets = 1, .files = resources.size()};
-  const auto row = library_.addAsset(newAsset(group, std::move(resources)));
-  if (!row) {
-    return std::unexpected(row.error());
+  count.assets = *holder ? 0 : 1;
+  for (const library::Resource& resource : resources) {
+    const auto held = library_.rowOfAssetHolding(*resource.content.sha256);
+    if (!held) {
+      return std::unexpected(held.error());
+    }
+    if (*holder && *held) {
+      ++count.held;
+      continue;
+    }
+    if (Result added = library_.addResource(*asset, resource); !added) {
+      return added;
+    }
+    ++count.files;
   }
-  return count;
+  return {};
 }
 
-std::optional<Error> Importer::add(const FolderGroup& group) {
-  auto resources = store(group);
+Result Importer::add(const FolderGroup& group) {
+  const auto resources = store(group);
   if (!resources) {
-    return std::move(resources.error());
+    return std::unexpected(resources.error());
   }
   if (resources->empty()) {
-    return std::nullopt;
+    return {};
   }
   ImportCount count;
-  auto error = library_.transaction([&]() -> std::optional<Error> {
-    auto added = addRows(group, std::move(*resources));
-    if (!added) {
-      return std::move(added.error());
-    }
-    count = *added;
-    return std::nullopt;
-  });
-  if (!error) {
+  Result added =
+      library_.transaction([&] { return addRows(group, *resources, count = ImportCount()); });
+  if (added) {
     total_.assets += count.assets;
     total_.files += count.files;
     total_.held += count.held;
   }
-  return error;
+  return added;
 }
 
 }  // namespace sim

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <expected>
-#include <optional>
 #include <vector>
 
-#include "platform/local/library_writer.h"
+#include "library/library.h"
+#include "library/originals.h"
 #include "sim/folder_scan.h"
 #include "sim/message.h"
 
@@ -22,24 +22,25 @@ struct ImportCount {
 
 class Importer {
  public:
-  explicit Importer(platform::local::LibraryWriter& library) : library_(library) {}
+  Importer(library::Library& library, const library::Originals& originals)
+      : library_(library), originals_(originals) {}
 
   /// Adds the group's asset, or what is new of it, as a whole. Files that can't be read are noted
   /// and passed over. Fails when the library can't take it: nothing of the group is added then.
-  std::optional<Error> add(const FolderGroup& group);
+  [[nodiscard]] Result add(const FolderGroup& group);
 
   [[nodiscard]] const ImportCount& count() const { return total_; }
   /// What could not be read, and what was not added because it belongs to that.
   [[nodiscard]] const std::vector<Error>& unreadable() const { return unreadable_; }
 
  private:
-  using Resources = std::vector<platform::local::NewResource>;
+  using Resources = std::vector<library::Resource>;
 
   std::expected<Resources, Error> store(const FolderGroup& group);
-  std::expected<ImportCount, Error> addRows(const FolderGroup& group, Resources resources);
-  std::expected<ImportCount, Error> addMissing(std::int64_t asset, const Resources& resources);
+  Result addRows(const FolderGroup& group, const Resources& resources, ImportCount& count);
 
-  platform::local::LibraryWriter& library_;
+  library::Library& library_;
+  const library::Originals& originals_;
   ImportCount total_;
   std::vector<Error> unreadable_;
 };

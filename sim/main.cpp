@@ -1,181 +1,138 @@
 // photos-sim: makes, fills, changes and serves local libraries.
 #include <CLI/CLI.hpp>
-#include <array>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "app/process.h"
 #include "app/serve.h"
-#include "platform/local/library_writer.h"
 #include "platform/local/local_platform.h"
-#include "sim/access.h"
 #include "sim/description.h"
 #include "sim/existing_library.h"
 #include "sim/import.h"
 #include "sim/message.h"
 #include "sim/new_library.h"
-#include "sim/recently_deleted.h"
 #include "sim/synthetic.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using platform::local::LibraryWriter;
-using sim::Error;
+using sim::Result;
 
-/// What the command line asks for.
-using Command = std::function<std::optional<Error>()>;
-
-CLI::App* addCommand(CLI::App& app, const char* name, const char* purpose, std::string& library) {
-  CLI::App* const command = app.add_subcommand(name, purpose);
-  command->add_option("LIBRARY", library, "The library's folder")->required();
-  return command;
-}
-
-[[noreturn]] void serve(const fs::path& library) {
-  if (const auto error = sim::checkLibraryIsThere(library)) {
-    sim::say(error->localizedDescription + " (until then access is restricted)");
-  }
-  // Destroyed by exit(), which closes the library.
-  static platform::local::LocalPlatform platform(library);
-  app::serve(platform);
-}
-
-void addServe(CLI::App& app, Command& chosen) {
-  const auto library = std::make_shared<std::string>();
-  addCommand(app, "serve", "Serve the helper's protocol on a library", *library)
-      ->callback([=, &chosen] { chosen = [=]() -> std::optional<Error> { serve(*library); }; });
-}
-
-struct CreateOptions {
+/// The words of the command line.
+struct Words {
   std::string library;
   std::optional<std::string> description;
   std::string synthetic;
+  std::vector<std::string> folders;
+  std::string status;
+  std::string promptAnswer;
+  std::vector<std::string> restored;
 };
 
-std::optional<Error> create(const CreateOptions& options) {
-  if (options.description) {
-    auto description = sim::readDescription(*options.description);
-    if (!description) {
-      return std::move(description.error());
-    }
-    return sim::makeLibrary(options.library, description->settings, [&](LibraryWriter& library) {
-      return sim::addDescribedAssets(library, std::move(*description));
-    });
+Result serveLibrary(const Words& words) {
+  if (const Result there = sim::checkLibraryIsThere(words.library); !there) {
+    sim::say(there.error().localizedDescription + " (until then access is restricted)");
   }
-  if (const auto count = sim::parseInteger(options.synthetic)) {
-    return sim::makeLibrary(options.library, sim::syntheticSettings(), [&](LibraryWriter& library) {
-      return sim::addSyntheticAssets(library, *count);
-    });
+  // Destroyed by exit(), which closes the library.
+  static platform::local::LocalPlatform platform(words.library);
+  try {
+    app::serve(platform);
+  } catch (const std::exception& exception) {
+    return std::unexpected(sim::Error{std::string("serving can't begin: ") + exception.what()});
   }
-  return sim::makeLibrary(options.library, sim::defaultSettings(),
-                          [](LibraryWriter&) { return std::optional<Error>(); });
+}
+
+Result createLibrary(const Words& words) {
+  if (words.description) {
+    const auto description = sim::readDescription(*words.description);
+    return description ? sim::makeDescribedLibrary(words.library, *description, *words.description)
+                       : std::unexpected(description.error());
+  }
+  if (const auto count = sim::parseInteger(words.synthetic)) {
+    return sim::makeSyntheticLibrary(words.library, *count);
+  }
+  return sim::makeLibrary(words.library, sim::defaultSettings(),
+                          [](auto&, auto&) { return Result(); });
+}
+
+Result importFolders(const Words& words) {
+  const std::vector<fs::path> folders(words.folders.begin(), words.folders.end());
+  return sim::importFolders(words.library, folders);
+}
+
+Result accessStatus(const Words& words) {
+  const auto status = sim::parseStatus(words.status);
+  const auto promptAnswer = sim::parseStatus(words.promptAnswer);
+  return status || promptAnswer ? sim::setAccess(words.library, status, promptAnswer)
+                                : sim::printAccess(words.library);
+}
+
+Result recentlyDeleted(const Words& words) {
+  return words.restored.empty() ? sim::printRecentlyDeleted(words.library)
+                                : sim::restore(words.library, words.restored);
 }
 
 std::string checkCount(const std::string& text) {
   return sim::parseInteger(text).value_or(-1) >= 0 ? "" : text + " is no number of assets";
 }
 
-void addCreate(CLI::App& app, Command& chosen) {
-  const auto options = std::make_shared<CreateOptions>();
-  CLI::App* const command =
-      addCommand(app, "create", "Make a library where nothing is yet", options->library);
+std::string checkStatus(const std::string& text) {
+  constexpr const char* problem =
+      " is no status; give a number, or one of not-determined, restricted, denied, authorized, "
+      "limited";
+  return sim::parseStatus(text) ? "" : text + problem;
+}
+
+/// Declares all commands; the one that is called becomes `chosen`.
+void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
+  const auto command = [&](const char* name, const char* purpose,
+                           Result (*run)(const Words&)) -> CLI::App& {
+    CLI::App& declared = *app.add_subcommand(name, purpose);
+    declared.add_option("LIBRARY", words.library, "The library's folder")->required();
+    declared.callback([&, run] { chosen = [&words, run] { return run(words); }; });
+    return declared;
+  };
+  command("serve", "Serve the helper's protocol on a library", serveLibrary);
+
+  CLI::App& create = command("create", "Make a library where nothing is yet", createLibrary);
   CLI::Option* const from =
-      command->add_option("--from", options->description, "Make what this JSON file describes")
+      create.add_option("--from", words.description, "Make what this JSON file describes")
           ->type_name("FILE");
-  command->add_option("--synthetic", options->synthetic, "Make this many assets, for measuring")
+  create.add_option("--synthetic", words.synthetic, "Make this many assets, for measuring")
       ->type_name("N")
       ->check(checkCount)
       ->excludes(from);
-  command->callback([=, &chosen] { chosen = [=] { return create(*options); }; });
-}
 
-struct ImportOptions {
-  std::string library;
-  std::vector<std::string> folders;
-};
+  command("import", "Add the photos and videos below folders", importFolders)
+      .add_option("FOLDER", words.folders, "Folders, which are never changed")
+      ->required();
 
-void addImport(CLI::App& app, Command& chosen) {
-  const auto options = std::make_shared<ImportOptions>();
-  CLI::App* const command =
-      addCommand(app, "import", "Add the photos and videos below folders", options->library);
-  command->add_option("FOLDER", options->folders, "Folders, which are never changed")->required();
-  command->callback([=, &chosen] {
-    chosen = [=] {
-      const std::vector<fs::path> folders(options->folders.begin(), options->folders.end());
-      return sim::importFolders(options->library, folders);
-    };
-  });
-}
-
-struct AccessOptions {
-  std::string library;
-  std::string status;
-  std::string promptAnswer;
-};
-
-std::string checkStatus(const std::string& text) {
-  return sim::parseStatus(text)
-             ? ""
-             : text +
-                   " is no status; give a number, or one of not-determined, restricted, "
-                   "denied, authorized, limited";
-}
-
-void addAccess(CLI::App& app, Command& chosen) {
-  const auto options = std::make_shared<AccessOptions>();
-  CLI::App* const command =
-      addCommand(app, "access", "Print or set the access status", options->library);
-  command->add_option("STATUS", options->status, "The status to set, as a number or a name")
+  CLI::App& access = command("access", "Print or set the access status", accessStatus);
+  access.add_option("STATUS", words.status, "The status to set, as a number or a name")
       ->check(checkStatus);
-  command->add_option("--prompt-answer", options->promptAnswer, "What the next prompt answers")
+  access.add_option("--prompt-answer", words.promptAnswer, "What the next prompt answers")
       ->type_name("STATUS")
       ->check(checkStatus);
-  command->callback([=, &chosen] {
-    chosen = [=] {
-      const auto status = sim::parseStatus(options->status);
-      const auto promptAnswer = sim::parseStatus(options->promptAnswer);
-      return status || promptAnswer ? sim::setAccess(options->library, status, promptAnswer)
-                                    : sim::printAccess(options->library);
-    };
-  });
-}
 
-struct RecentlyDeletedOptions {
-  std::string library;
-  std::vector<std::string> restored;
-};
-
-void addRecentlyDeleted(CLI::App& app, Command& chosen) {
-  const auto options = std::make_shared<RecentlyDeletedOptions>();
-  CLI::App* const command = addCommand(
-      app, "recently-deleted", "List what reclaim has moved, or put it back", options->library);
-  command->add_option("--restore", options->restored, "Put the assets of these identifiers back")
+  command("recently-deleted", "List what reclaim has moved, or put it back", recentlyDeleted)
+      .add_option("--restore", words.restored, "Put the assets of these identifiers back")
       ->type_name("ID");
-  command->callback([=, &chosen] {
-    chosen = [=] {
-      return options->restored.empty() ? sim::printRecentlyDeleted(options->library)
-                                       : sim::restore(options->library, options->restored);
-    };
-  });
 }
-
-constexpr std::array commands{addServe, addCreate, addImport, addAccess, addRecentlyDeleted};
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  app::setUpProcess();
   CLI::App app("Makes, fills, changes and serves local photo libraries.", "photos-sim");
   app.require_subcommand(1);
-  Command chosen;
-  for (auto* const add : commands) {
-    add(app, chosen);
-  }
+  Words words;
+  std::function<Result()> chosen;
+  declare(app, words, chosen);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& asked) {
@@ -184,8 +141,8 @@ int main(int argc, char** argv) {
     sim::say(std::string(wrong.what()) + "; see photos-sim --help");
     return 2;
   }
-  if (const auto error = chosen()) {
-    sim::say(error->localizedDescription);
+  if (const Result done = chosen(); !done) {
+    sim::say(done.error().localizedDescription);
     return 1;
   }
   return 0;

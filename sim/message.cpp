@@ -7,8 +7,8 @@
 namespace sim {
 namespace {
 
-// A newline in a file's name must not look like the end of a message, nor any other control
-// character reach a terminal.
+/// A newline in a file's name must not look like the end of a message, nor any other control
+/// character reach a terminal.
 void print(std::string_view start, std::string_view message) {
   std::string line(start);
   for (const char character : message) {
@@ -25,11 +25,12 @@ void say(std::string_view message) { print("photos-sim: ", message); }
 
 void sayBelow(std::string_view message) { print("  ", message); }
 
-std::optional<Error> outputFailure() {
+Result flushOutput() {
   std::cout << std::flush;
-  return std::cout
-             ? std::nullopt
-             : std::optional(Error{"standard output: it can't be written; check where it goes"});
+  if (!std::cout) {
+    return std::unexpected(Error{"standard output: it can't be written; check where it goes"});
+  }
+  return {};
 }
 
 Error failure(const std::filesystem::path& place, std::string_view problem,

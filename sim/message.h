@@ -5,15 +5,15 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <string_view>
 #include <system_error>
 
-#include "photos/platform.h"
+#include "library/database.h"
 
 namespace sim {
 
-using photos::Error;
+using library::Error;
+using library::Result;
 
 /// Prints "photos-sim: " and the message as one line.
 void say(std::string_view message);
@@ -21,18 +21,18 @@ void say(std::string_view message);
 /// Prints an indented line below what was said last.
 void sayBelow(std::string_view message);
 
-/// The failure that standard output can't be written, if it is so.
-std::optional<Error> outputFailure();
+/// Hands over what was printed to standard output; a failure when that can't be written.
+[[nodiscard]] Result flushOutput();
 
 /// The failure "PLACE: PROBLEM; ADVICE", without the last part when there is no advice.
-Error failure(const std::filesystem::path& place, std::string_view problem,
-              std::string_view advice = {});
+[[nodiscard]] Error failure(const std::filesystem::path& place, std::string_view problem,
+                            std::string_view advice = {});
 
 /// The same for a system error.
-Error failure(const std::filesystem::path& place, std::error_code problem,
-              std::string_view advice = {});
+[[nodiscard]] Error failure(const std::filesystem::path& place, std::error_code problem,
+                            std::string_view advice = {});
 
 /// The system error of the last call that failed.
-std::error_code lastSystemError();
+[[nodiscard]] std::error_code lastSystemError();
 
 }  // namespace sim

@@ -1,109 +1,136 @@
 #include "sim/new_library.h"
 
+#include <stdlib.h>  // NOLINT(modernize-deprecated-headers): mkdtemp is POSIX's
+
 #include <expected>
+#include <string>
 #include <system_error>
 #include <utility>
 
-#include "platform/local/local_identifier.h"
-#include "platform/posix/file_handle.h"
-#include "sim/building_site.h"
+#include "library/local_identifier.h"
+#include "platform/posix/files.h"
+#include "sim/message.h"
 
 namespace sim {
 namespace {
 
 namespace fs = std::filesystem;
-using platform::local::LibraryWriter;
-using platform::local::Settings;
+using library::Error;
+using library::Result;
 
-std::optional<Error> refuseExisting(const fs::path& library) {
+std::string incompletePrefix(const fs::path& place) {
+  return "." + place.filename().string() + ".incomplete-";
+}
+
+/// A private folder beside the library's place. The destructor removes it with all that is in it.
+class BuildingSite {
+ public:
+  explicit BuildingSite(const fs::path& place)
+      : folder_(place.parent_path() / (incompletePrefix(place) + "XXXXXX")),
+        isThere_(mkdtemp(folder_.data()) != nullptr) {}
+  BuildingSite(const BuildingSite&) = delete;
+  BuildingSite& operator=(const BuildingSite&) = delete;
+  ~BuildingSite() {
+    std::error_code ignored;
+    if (isThere_) {
+      fs::remove_all(folder_, ignored);
+    }
+  }
+
+  [[nodiscard]] bool isThere() const { return isThere_; }
+  [[nodiscard]] fs::path folder() const { return folder_; }
+
+ private:
+  std::string folder_;
+  bool isThere_;
+};
+
+Result refuseExisting(const fs::path& place) {
   std::error_code ignored;
-  if (fs::exists(fs::symlink_status(library, ignored))) {
-    return failure(library, "is there already", "remove it or choose another place");
+  if (fs::exists(fs::symlink_status(place, ignored))) {
+    return std::unexpected(failure(place, "is there already", "remove it or choose another place"));
   }
-  return std::nullopt;
+  return {};
 }
 
-// The writer is gone, and its files closed, before the library moves.
-std::optional<Error> build(const fs::path& folder, const Settings& settings,
-                           const FillLibrary& fill) {
-  auto writer = LibraryWriter::create(folder, settings);
-  if (!writer) {
-    return std::move(writer.error());
-  }
-  if (auto error = fill(*writer)) {
-    return error;
-  }
-  return writer->finish();
-}
-
-std::optional<Error> moveIntoPlace(const fs::path& folder, const fs::path& library) {
-  if (auto error = refuseExisting(library)) {
-    return error;
-  }
+/// The absolute path, without a slash at its end. Makes the folders on the way to it.
+std::expected<fs::path, Error> preparedPlace(const fs::path& place) {
   std::error_code error;
-  fs::rename(folder, library, error);
+  fs::path prepared = fs::absolute(place, error);
+  if (error || place.empty()) {
+    return std::unexpected(
+        Error{"the library's path is empty, or the working folder is gone; name a folder to make"});
+  }
+  if (!prepared.has_filename()) {
+    prepared = prepared.parent_path();
+  }
+  fs::create_directories(prepared.parent_path(), error);
   if (error) {
-    return failure(library, error, "choose another place");
+    return std::unexpected(failure(prepared.parent_path(), error, "choose another place"));
   }
-  platform::posix::syncFolder(library.parent_path().string());
-  return std::nullopt;
+  return prepared;
 }
 
-std::optional<Error> fillPlace(const BuildingSite& site, const fs::path& library,
-                               const Settings& settings, const FillLibrary& fill) {
-  if (auto error = build(site.folder(), settings, fill)) {
-    return error;
+Result moveIntoPlace(const fs::path& made, const fs::path& place) {
+  // Somebody else may have made something there meanwhile.
+  if (Result free = refuseExisting(place); !free) {
+    return free;
   }
-  return moveIntoPlace(site.folder(), library);
-}
-
-// An absolute path without a slash at its end, so that it has a name and a folder.
-std::expected<fs::path, Error> placeOf(const fs::path& library) {
+  platform::posix::syncFolder(made.string());
   std::error_code error;
-  fs::path place = fs::absolute(library, error);
-  if (error || library.empty()) {
-    return std::unexpected(Error{"the library's path is empty; name a folder to make"});
+  fs::rename(made, place, error);
+  if (error) {
+    return std::unexpected(failure(place, error, "choose another place"));
   }
-  if (!place.has_filename()) {
-    place = place.parent_path();
+  platform::posix::syncFolder(place.parent_path().string());
+  return {};
+}
+
+void nameWhatIsLeft(const fs::path& place) {
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(place.parent_path(), ignored)) {
+    if (entry.path().filename().string().starts_with(incompletePrefix(place))) {
+      say(entry.path().string() +
+          ": left by a run that was killed, unless one is at work now; remove it");
+    }
   }
-  const fs::path parent = place.parent_path();
-  if (!fs::is_directory(parent, error)) {
-    return std::unexpected(failure(parent, "is no folder", "make it first"));
-  }
-  return place;
 }
 
 }  // namespace
 
-Settings defaultSettings() {
-  Settings settings;
-  settings.userLibraryAlbum = platform::local::randomLocalIdentifier();
-  return settings;
+library::Settings defaultSettings() {
+  return {.userLibraryAlbum = library::randomLocalIdentifier()};
 }
 
-std::optional<Error> makeLibrary(const fs::path& library, const Settings& settings,
-                                 const FillLibrary& fill) {
-  const auto place = placeOf(library);
-  if (!place) {
-    return place.error();
+Result makeLibrary(const fs::path& place, const library::Settings& settings, const Fill& fill) {
+  const auto prepared = preparedPlace(place);
+  if (!prepared) {
+    return std::unexpected(prepared.error());
   }
-  if (auto error = refuseExisting(*place)) {
-    return error;
+  if (Result free = refuseExisting(*prepared); !free) {
+    return free;
   }
-  const auto site = BuildingSite::claim(*place);
-  if (!site) {
-    return site.error();
+  Result made;
+  {
+    const BuildingSite site(*prepared);
+    // A folder in the private one: the library gets the permissions of any new folder of the
+    // user's.
+    const fs::path folder = site.folder() / "library";
+    std::error_code error;
+    if (!site.isThere() || !fs::create_directory(folder, error)) {
+      return std::unexpected(failure(site.folder(), error ? error : lastSystemError(),
+                                     "check the folder that LIBRARY goes into"));
+    }
+    made = library::Library::make(folder, settings, [&](library::Library& library) -> Result {
+      const auto originals = library::Originals::lock(folder);
+      return originals ? fill(library, *originals) : std::unexpected(originals.error());
+    });
+    if (made) {
+      made = moveIntoPlace(folder, *prepared);
+    }
   }
-  // Not removed when something of a stranger's is in it.
-  if (auto error = site->clear()) {
-    return error;
-  }
-  auto error = fillPlace(*site, *place, settings, fill);
-  if (error) {
-    site->remove();
-  }
-  return error;
+  nameWhatIsLeft(*prepared);
+  return made;
 }
 
 }  // namespace sim

@@ -1,30 +1,27 @@
 // Makes a library, all or nothing.
 //
-// It is built in a hidden folder beside its place and moved there when it is whole on disk, so
-// that nobody ever meets half a library. What an interrupted run leaves in the hidden folder is
-// thrown away by the next run for the same place; a lock on that folder keeps two runs apart.
+// It is made in a private folder beside its place, and moved there when all of it is on disk. A run
+// that is killed leaves the private folder; the next run for the same place names it.
 #pragma once
 
 #include <filesystem>
 #include <functional>
-#include <optional>
 
-#include "platform/local/library_writer.h"
-#include "sim/message.h"
+#include "library/library.h"
+#include "library/originals.h"
 
 namespace sim {
 
 /// How a new library answers unless it is told otherwise: access is not determined, a prompt is
 /// answered with authorized, and the album of the whole library has an identifier of its own.
-platform::local::Settings defaultSettings();
+[[nodiscard]] library::Settings defaultSettings();
 
-/// Puts the content into a library that is being made.
-using FillLibrary = std::function<std::optional<Error>(platform::local::LibraryWriter&)>;
+/// Adds what a library that is being made holds.
+using Fill = std::function<library::Result(library::Library&, const library::Originals&)>;
 
-/// Makes the library at `library`, where nothing may be yet, and fills it with `fill`. After a
-/// failure nothing is there, and nothing is left beside it.
-std::optional<Error> makeLibrary(const std::filesystem::path& library,
-                                 const platform::local::Settings& settings,
-                                 const FillLibrary& fill);
+/// Makes the library at `place`, where nothing may be yet, with the folders on the way to it, and
+/// fills it with `fill`. After a failure nothing is there, and nothing is left beside it.
+[[nodiscard]] library::Result makeLibrary(const std::filesystem::path& place,
+                                          const library::Settings& settings, const Fill& fill);
 
 }  // namespace sim

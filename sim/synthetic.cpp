@@ -3,22 +3,23 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "platform/local/local_identifier.h"
+#include "library/local_identifier.h"
+#include "photos/platform.h"
+#include "sim/new_library.h"
 
 namespace sim {
 namespace {
 
+using library::Result;
 using photos::AssetMediaType;
 using photos::AssetResourceType;
-using platform::local::LibraryWriter;
-using platform::local::NewAsset;
-using platform::local::NewResource;
 
 constexpr std::uint64_t millisecondsInYear = 31'557'600'000;
 constexpr std::int64_t firstMillisecond = 1'262'304'000'000;  // 2010-01-01T00:00:00Z
 
-// The engine's numbers are the same everywhere, those of the standard distributions are not.
+/// The engine's numbers are the same everywhere, those of the standard distributions are not.
 class Chance {
  public:
   std::uint64_t bits() { return engine_(); }
@@ -32,21 +33,24 @@ class Chance {
   std::mt19937_64 engine_{209};
 };
 
-// As cameras count: IMG_0001 to IMG_9999, then again.
+/// As cameras count: IMG_0001 to IMG_9999, then again.
 std::string cameraName(std::int64_t index) {
   const std::string digits = std::to_string(index % 9999 + 1);
   return "IMG_" + std::string(4 - digits.size(), '0') + digits;
 }
 
-void add(NewAsset& asset, AssetResourceType type, std::string name, std::int64_t size) {
-  NewResource resource;
-  resource.type = static_cast<std::int64_t>(type);
-  resource.originalFilename = std::move(name);
-  resource.content.size = size;
-  asset.resources.push_back(std::move(resource));
-}
+struct SyntheticAsset {
+  library::Asset asset;
+  std::vector<library::Resource> resources;
 
-void setDates(NewAsset& asset, Chance& chance, bool edited) {
+  void add(AssetResourceType type, std::string name, std::int64_t size) {
+    resources.push_back({.type = static_cast<std::int64_t>(type),
+                         .originalFilename = std::move(name),
+                         .content = {.size = size}});
+  }
+};
+
+void setDates(library::Asset& asset, Chance& chance, bool edited) {
   const auto taken =
       firstMillisecond + static_cast<std::int64_t>(chance.below(15 * millisecondsInYear));
   const auto changed = taken + (edited ? chance.between(60'000, 864'000'000) : 0);
@@ -54,71 +58,77 @@ void setDates(NewAsset& asset, Chance& chance, bool edited) {
   asset.modificationDate = static_cast<double>(changed) / 1000;
 }
 
-void addVideo(NewAsset& asset, Chance& chance, const std::string& name, bool edited) {
-  asset.mediaType = static_cast<std::int64_t>(AssetMediaType::video);
+void addVideo(SyntheticAsset& made, Chance& chance, const std::string& name, bool edited) {
+  made.asset.mediaType = static_cast<std::int64_t>(AssetMediaType::video);
   const auto size = chance.between(5'000'000, 400'000'000);
-  add(asset, AssetResourceType::video, name + ".MOV", size);
+  made.add(AssetResourceType::video, name + ".MOV", size);
   if (edited) {
-    add(asset, AssetResourceType::adjustmentData, "Adjustments.plist", chance.between(300, 4'000));
-    add(asset, AssetResourceType::fullSizeVideo, "FullSizeRender.mov", size / 2);
+    made.add(AssetResourceType::adjustmentData, "Adjustments.plist", chance.between(300, 4'000));
+    made.add(AssetResourceType::fullSizeVideo, "FullSizeRender.mov", size / 2);
   }
 }
 
-void addImage(NewAsset& asset, Chance& chance, const std::string& name, bool raw, bool edited) {
-  asset.mediaType = static_cast<std::int64_t>(AssetMediaType::image);
+void addImage(SyntheticAsset& made, Chance& chance, const std::string& name, bool raw,
+              bool edited) {
   const bool live = chance.oneIn(5);
   const auto size = chance.between(1'000'000, 8'000'000);
   const auto movieSize = chance.between(2'000'000, 5'000'000);
-  add(asset, AssetResourceType::photo, name + ".JPG", size);
+  made.add(AssetResourceType::photo, name + ".JPG", size);
   if (raw) {
-    add(asset, AssetResourceType::alternatePhoto, name + ".DNG", size * 5);
+    made.add(AssetResourceType::alternatePhoto, name + ".DNG", size * 5);
   }
   if (live) {
-    add(asset, AssetResourceType::pairedVideo, name + ".MOV", movieSize);
+    made.add(AssetResourceType::pairedVideo, name + ".MOV", movieSize);
   }
   if (edited) {
-    add(asset, AssetResourceType::adjustmentData, "Adjustments.plist", chance.between(300, 4'000));
-    add(asset, AssetResourceType::fullSizePhoto, "FullSizeRender.jpg", size / 2);
+    made.add(AssetResourceType::adjustmentData, "Adjustments.plist", chance.between(300, 4'000));
+    made.add(AssetResourceType::fullSizePhoto, "FullSizeRender.jpg", size / 2);
   }
   if (edited && live) {
-    add(asset, AssetResourceType::fullSizePairedVideo, "FullSizeRender.mov", movieSize / 2);
+    made.add(AssetResourceType::fullSizePairedVideo, "FullSizeRender.mov", movieSize / 2);
   }
 }
 
-NewAsset makeAsset(std::int64_t index, Chance& chance) {
-  NewAsset asset;
+SyntheticAsset makeAsset(std::int64_t index, Chance& chance) {
+  SyntheticAsset made;
   const auto high = chance.bits();
-  asset.localIdentifier = platform::local::localIdentifier(high, chance.bits());
+  made.asset.localIdentifier = library::localIdentifier(high, chance.bits());
   const auto kind = chance.below(50);  // 5 of 50 are videos, 1 is RAW + JPEG
   const bool edited = chance.oneIn(20);
-  setDates(asset, chance, edited);
+  setDates(made.asset, chance, edited);
   if (kind < 5) {
-    addVideo(asset, chance, cameraName(index), edited);
+    addVideo(made, chance, cameraName(index), edited);
   } else {
-    addImage(asset, chance, cameraName(index), kind == 5, edited);
+    addImage(made, chance, cameraName(index), kind == 5, edited);
   }
-  return asset;
+  return made;
+}
+
+Result addAssets(library::Library& library, std::int64_t count) {
+  Chance chance;
+  for (std::int64_t index = 0; index < count; ++index) {
+    const SyntheticAsset made = makeAsset(index, chance);
+    const auto asset = library.addAsset(made.asset);
+    if (!asset) {
+      return std::unexpected(asset.error());
+    }
+    for (const library::Resource& resource : made.resources) {
+      if (Result added = library.addResource(*asset, resource); !added) {
+        return added;
+      }
+    }
+  }
+  return {};
 }
 
 }  // namespace
 
-platform::local::Settings syntheticSettings() {
-  platform::local::Settings settings;
-  settings.authorizationStatus = static_cast<std::int64_t>(photos::AuthorizationStatus::authorized);
-  settings.userLibraryAlbum = platform::local::localIdentifier(0, 0);
-  return settings;
-}
-
-std::optional<Error> addSyntheticAssets(LibraryWriter& library, std::int64_t count) {
-  return library.transaction([&]() -> std::optional<Error> {
-    Chance chance;
-    for (std::int64_t index = 0; index < count; ++index) {
-      auto row = library.addAsset(makeAsset(index, chance));
-      if (!row) {
-        return std::move(row.error());
-      }
-    }
-    return std::nullopt;
+Result makeSyntheticLibrary(const std::filesystem::path& place, std::int64_t count) {
+  const library::Settings settings{
+      .authorizationStatus = static_cast<std::int64_t>(photos::AuthorizationStatus::authorized),
+      .userLibraryAlbum = library::localIdentifier(0, 0)};
+  return makeLibrary(place, settings, [count](library::Library& library, const auto&) {
+    return addAssets(library, count);
   });
 }
 

@@ -73,7 +73,7 @@ ChildProcess::ChildProcess(std::vector<std::string> command, const std::filesyst
 }
 
 ChildProcess::~ChildProcess() {
-  std::fclose(output_);
+  closeOutput();
   static_cast<void>(wait());
   std::fclose(errors_);
 }
@@ -91,6 +91,12 @@ void ChildProcess::write(std::string_view bytes) {
 void ChildProcess::closeInput() {
   if (input_ >= 0) {
     close(std::exchange(input_, -1));
+  }
+}
+
+void ChildProcess::closeOutput() {
+  if (output_ != nullptr) {
+    std::fclose(std::exchange(output_, nullptr));
   }
 }
 

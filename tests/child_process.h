@@ -24,6 +24,9 @@ class ChildProcess {
   void write(std::string_view bytes);
   void closeInput();
 
+  /// Stops reading its standard output.
+  void closeOutput();
+
   /// The next line of its standard output with its "\n", or what is left before the end.
   [[nodiscard]] std::string readLine();
   [[nodiscard]] std::string readToEnd();

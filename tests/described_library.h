@@ -12,6 +12,12 @@ namespace tests {
 struct DescribedResource {
   photos::AssetResourceType type{};
   std::string originalFilename;
+  /// What is delivered, one after the other.
+  std::vector<std::string> chunks = {};
+  /// Held only in the cloud: delivered when the request allows network access.
+  bool isInCloud = false;
+  /// What the delivery ends with behind its chunks.
+  std::optional<std::string> error = {};
 };
 
 struct DescribedAsset {
@@ -29,6 +35,11 @@ struct DescribedLibrary {
   photos::AuthorizationStatus authorizationStatus = photos::AuthorizationStatus::authorized;
   /// What asking gives while the status is not determined.
   photos::AuthorizationStatus promptAnswer = photos::AuthorizationStatus::authorized;
+  /// What a deletion ends with. Without success nothing is deleted.
+  bool deletionSuccess = true;
+  std::optional<std::string> deletionError = {};
+  /// What opening a URL answers.
+  bool opensURLs = true;
 };
 
 }  // namespace tests

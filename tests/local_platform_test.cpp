@@ -6,17 +6,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <future>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
-#include "platform/local/library_writer.h"
+#include "library/library.h"
+#include "tests/local_library.h"
 #include "tests/platform_contract.h"
 #include "tests/temporary_folder.h"
 
@@ -25,48 +28,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using photos::AuthorizationStatus;
-using platform::local::LibraryWriter;
 using platform::local::LocalPlatform;
-
-void add(LibraryWriter& writer, const DescribedAsset& described) {
-  platform::local::NewAsset asset;
-  asset.localIdentifier = described.localIdentifier;
-  asset.mediaType = std::to_underlying(described.mediaType);
-  asset.creationDate = described.creationDate;
-  asset.modificationDate = described.modificationDate;
-  for (const DescribedResource& resource : described.resources) {
-    asset.resources.emplace_back().type = std::to_underlying(resource.type);
-    asset.resources.back().originalFilename = resource.originalFilename;
-  }
-  EXPECT_TRUE(writer.addAsset(asset));
-}
-
-void makeLibrary(const fs::path& folder, const DescribedLibrary& library) {
-  fs::create_directories(folder);
-  platform::local::Settings settings;
-  settings.authorizationStatus = std::to_underlying(library.authorizationStatus);
-  settings.promptAnswer = std::to_underlying(library.promptAnswer);
-  settings.userLibraryAlbum = library.userLibraryAlbum;
-  auto writer = LibraryWriter::create(folder, settings);
-  ASSERT_TRUE(writer);
-  EXPECT_FALSE(writer->transaction([&] {
-    for (const DescribedAsset& asset : library.assets) {
-      add(*writer, asset);
-    }
-    return std::optional<photos::Error>();
-  }));
-  EXPECT_FALSE(writer->finish());
-}
-
-std::shared_ptr<photos::Platform> makeLocalPlatform(const DescribedLibrary& library) {
-  struct Served {
-    explicit Served(const DescribedLibrary& described) { makeLibrary(folder.path(), described); }
-    TemporaryFolder folder;
-    LocalPlatform platform{folder.path()};
-  };
-  const auto served = std::make_shared<Served>(library);
-  return {served, &served->platform};
-}
+using testing::HasSubstr;
 
 INSTANTIATE_TEST_SUITE_P(Local, PlatformContract, testing::Values(makeLocalPlatform));
 
@@ -74,12 +37,11 @@ INSTANTIATE_TEST_SUITE_P(Local, PlatformContract, testing::Values(makeLocalPlatf
 std::map<std::string, std::string> contents(const fs::path& folder) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    std::ifstream file(entry.path(), std::ios::binary);
-    if (entry.path().extension() == ".sqlite-shm") {
-      continue;  // SQLite's own scratch, which is there as long as a log is
+    std::string& bytes = files[entry.path().lexically_relative(folder)];
+    if (entry.is_regular_file()) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      bytes.assign(std::istreambuf_iterator<char>(file), {});
     }
-    files[entry.path().lexically_relative(folder)] =
-        entry.is_directory() ? "/" : std::string(std::istreambuf_iterator<char>(file), {});
   }
   return files;
 }
@@ -89,10 +51,38 @@ class LocalPlatformTest : public testing::Test {
   AuthorizationStatus status() {
     return platform_.authorizationStatus(photos::AccessLevel::readWrite);
   }
+  AuthorizationStatus asked() {
+    std::optional<AuthorizationStatus> status;
+    platform_.requestAuthorization(photos::AccessLevel::readWrite,
+                                   [&](AuthorizationStatus given) { status = given; });
+    return status.value();
+  }
   std::size_t count() { return platform_.fetchAssets({})->count(); }
+  auto fetch(const std::string& identifier) {
+    return platform_.fetchAssetsWithLocalIdentifiers({&identifier, 1});
+  }
+
+  /// The bytes that the asset's first resource delivers, or the error.
+  std::string delivered(const photos::Asset& asset) {
+    std::string bytes;
+    std::optional<photos::Error> failure;
+    platform_.requestDataForAssetResource(
+        *platform_.assetResourcesForAsset(asset).at(0), {.networkAccessAllowed = true},
+        [&](std::span<const std::byte> chunk) {
+          bytes.append(reinterpret_cast<const char*>(chunk.data()), chunk.size());
+        },
+        [&](std::optional<photos::Error> error) { failure = std::move(error); });
+    return failure ? failure->localizedDescription : bytes;
+  }
 
   void change(const char* statement) {
     SQLite::Database(database_.string(), SQLite::OPEN_READWRITE).exec(statement);
+  }
+  /// The same, left in the log.
+  void changeInLog(const char* statement) {
+    SQLite::Database database(database_.string(), SQLite::OPEN_READWRITE);
+    sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    database.exec(statement);
   }
 
   TemporaryFolder folder_;
@@ -103,13 +93,15 @@ class LocalPlatformTest : public testing::Test {
 
 constexpr auto restricted = AuthorizationStatus::restricted;
 constexpr auto authorized = AuthorizationStatus::authorized;
+constexpr auto photo = photos::AssetResourceType::photo;
+constexpr auto digestOfABC = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
 
 TEST_F(LocalPlatformTest, SeesWhatOthersChangeWithTheNextFetch) {
   makeLibrary(library_, {.assets = {{"A", 5}}});
   auto earlier = platform_.fetchAssets({});
-  auto writer = LibraryWriter::open(library_);
-  ASSERT_TRUE(writer);
-  add(*writer, {"B", 1});
+  auto other = library::Library::open(library_);
+  ASSERT_TRUE(other);
+  EXPECT_TRUE(addDescribed(*other, library_, {"B", 1}));
   EXPECT_EQ(earlier->count(), 1U);
   EXPECT_EQ(earlier->firstObject()->localIdentifier(), "A");
   earlier.reset();
@@ -117,10 +109,10 @@ TEST_F(LocalPlatformTest, SeesWhatOthersChangeWithTheNextFetch) {
 
   change("UPDATE asset SET recentlyDeleted = 1 WHERE localIdentifier = 'B'");
   EXPECT_EQ(count(), 1U);
-  EXPECT_EQ(platform_.fetchAssetsWithLocalIdentifiers(std::vector<std::string>{"B", "A"})->count(),
-            1U);
-  EXPECT_FALSE(writer->setAccess(2, std::nullopt));
+  EXPECT_EQ(fetch("B")->count(), 0U);
+  EXPECT_TRUE(other->setAccess(2, std::nullopt));
   EXPECT_EQ(status(), AuthorizationStatus::denied);
+  EXPECT_EQ(asked(), AuthorizationStatus::denied);
 }
 
 TEST_F(LocalPlatformTest, IsRestrictedAndWritesNothingWhereThereIsNoLibraryItReads) {
@@ -128,6 +120,7 @@ TEST_F(LocalPlatformTest, IsRestrictedAndWritesNothingWhereThereIsNoLibraryItRea
       {"no folder", [&] { fs::remove_all(library_); }},
       {"no database", [&] { fs::remove(database_); }},
       {"a folder in its place", [&] { fs::remove(database_), fs::create_directory(database_); }},
+      {"a pipe in its place", [&] { fs::remove(database_), mkfifo(database_.c_str(), 0600); }},
       {"an empty file", [&] { fs::resize_file(database_, 0); }},
       {"no SQLite file", [&] { std::ofstream(database_) << "Hello"; }},
       {"cut off", [&] { fs::resize_file(database_, 4096); }},
@@ -135,11 +128,16 @@ TEST_F(LocalPlatformTest, IsRestrictedAndWritesNothingWhereThereIsNoLibraryItRea
        [&] { std::fstream(database_).seekp(100) << std::string(8000, 'x'); }},
       {"another application's", [&] { change("PRAGMA application_id = 1"); }},
       {"a later schema", [&] { change("PRAGMA user_version = 1000"); }},
-      {"a later schema, still in the log",
+      {"a later schema, still in the log", [&] { changeInLog("PRAGMA user_version = 1000"); }},
+      {"a later schema, still in a log without its shared memory",
        [&] {
-         SQLite::Database database(database_.string(), SQLite::OPEN_READWRITE);
-         sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-         database.exec("PRAGMA user_version = 1000");
+         changeInLog("PRAGMA user_version = 1000");
+         fs::remove(database_.string() + "-shm");
+       }},
+      {"another application's with a log",
+       [&] {
+         change("PRAGMA application_id = 1");
+         changeInLog("CREATE TABLE another (column)");
        }},
       {"without a table", [&] { change("DROP TABLE resource"); }},
       {"without settings", [&] { change("DELETE FROM library"); }}};
@@ -149,14 +147,9 @@ TEST_F(LocalPlatformTest, IsRestrictedAndWritesNothingWhereThereIsNoLibraryItRea
     makeLibrary(library_, {});
     damage();
     const auto before = contents(folder_.path());
-    {
-      LocalPlatform platform(library_);
-      EXPECT_EQ(platform.authorizationStatus(photos::AccessLevel::readWrite), restricted);
-      AuthorizationStatus answer{};
-      platform.requestAuthorization(photos::AccessLevel::readWrite,
-                                    [&](AuthorizationStatus given) { answer = given; });
-      EXPECT_EQ(answer, restricted);
-    }
+    EXPECT_EQ(status(), restricted);
+    EXPECT_EQ(asked(), restricted);
+    EXPECT_EQ(count(), 0U);
     EXPECT_TRUE(contents(folder_.path()) == before);
   }
 }
@@ -172,78 +165,155 @@ TEST_F(LocalPlatformTest, IsRestrictedFromAFailedReadOnUntilTheLibraryIsSoundAga
   EXPECT_EQ(count(), 1U);
 }
 
-TEST_F(LocalPlatformTest, ChangesNoLibraryThatTookThePlaceOfTheOneFetchedFrom) {
-  makeLibrary(library_, {.assets = {{"A"}}});
-  const auto fetched = platform_.fetchAssetsWithLocalIdentifiers(std::vector<std::string>{"A"});
-  fs::rename(library_, folder_.path() / "elsewhere");
-  makeLibrary(library_, {.assets = {{"B"}}});
-  std::promise<bool> outcome;
-  platform_.performChanges(
-      [&](photos::AssetChangeRequest& change) { change.deleteAssets(*fetched); },
-      [&](bool success, const std::optional<photos::Error>&) { outcome.set_value(success); });
-  EXPECT_FALSE(outcome.get_future().get());
-  EXPECT_EQ(count(), 1U);
-}
-
-TEST_F(LocalPlatformTest, KeepsWhatWasFetchedWhenTheLibraryGoes) {
-  makeLibrary(library_, {.assets = {{.localIdentifier = "A",
-                                     .resources = {{photos::AssetResourceType::photo, "a.jpg"}}}}});
-  const auto asset =
-      platform_.fetchAssetsWithLocalIdentifiers(std::vector<std::string>{"A"})->firstObject();
-  fs::rename(library_, folder_.path() / "elsewhere");
-  makeLibrary(library_, {.assets = {{"B"}}});
-  EXPECT_EQ(count(), 1U);
-  EXPECT_EQ(asset->localIdentifier(), "A");
-  ASSERT_EQ(platform_.assetResourcesForAsset(*asset).size(), 1U);
-}
-
-TEST_F(LocalPlatformTest, AsksTheLibraryThatIsAtItsPlaceForAccess) {
-  const auto asked = [this] {
-    std::promise<AuthorizationStatus> status;
-    platform_.requestAuthorization(photos::AccessLevel::readWrite,
-                                   [&](AuthorizationStatus given) { status.set_value(given); });
-    return status.get_future().get();
-  };
-  EXPECT_EQ(asked(), restricted);
-  makeLibrary(library_, {.authorizationStatus = AuthorizationStatus::denied});
-  EXPECT_EQ(asked(), AuthorizationStatus::denied);
-  fs::rename(library_, folder_.path() / "elsewhere");
-  makeLibrary(library_, {.authorizationStatus = AuthorizationStatus::notDetermined,
-                         .promptAnswer = AuthorizationStatus::limited});
-  EXPECT_EQ(asked(), AuthorizationStatus::limited);
-  EXPECT_EQ(status(), AuthorizationStatus::limited);
-
-  // A grant is told again without a look; the next other request looks.
-  fs::remove_all(library_);
-  EXPECT_EQ(asked(), AuthorizationStatus::limited);
+TEST_F(LocalPlatformTest, ServesADamagedDatabaseNoFurtherThanToItsDamage) {
+  DescribedLibrary library;
+  for (int number = 0; number < 3000; ++number) {
+    library.assets.push_back({std::to_string(number), number});
+  }
+  makeLibrary(library_, library);
+  EXPECT_EQ(status(), authorized);
+  const std::string whole = contents(library_)["library.sqlite"];
+  std::fstream(database_).seekp(static_cast<std::streamoff>(whole.size() / 2))
+      << std::string(whole.size() / 4, 'x');
+  static_cast<void>(count());
+  EXPECT_EQ(platform_.fetchAssets({})->indexOfAsset({}, 0, 2999), std::nullopt);
   EXPECT_EQ(status(), restricted);
-  EXPECT_EQ(asked(), restricted);
+  std::ofstream(database_, std::ios::binary) << whole;
+  EXPECT_EQ(status(), authorized);
+  EXPECT_EQ(count(), 3000U);
 }
 
 TEST_F(LocalPlatformTest, FollowsTheLibraryThatIsAtItsPlace) {
-  EXPECT_EQ(status(), restricted);
+  EXPECT_EQ(asked(), restricted);
   EXPECT_EQ(count(), 0U);
-  makeLibrary(library_, {.assets = {{"A"}}});
-  EXPECT_EQ(status(), authorized);
+  makeLibrary(library_, {.assets = {{"A"}}, .authorizationStatus = AuthorizationStatus::denied});
+  EXPECT_EQ(asked(), AuthorizationStatus::denied);
   EXPECT_EQ(count(), 1U);
 
   // The whole library goes, then another comes.
   fs::rename(library_, folder_.path() / "elsewhere");
   EXPECT_EQ(status(), restricted);
   EXPECT_EQ(count(), 0U);
-  makeLibrary(library_, {.assets = {{"B"}, {"C"}}});
-  EXPECT_EQ(status(), authorized);
+  makeLibrary(library_, {.assets = {{"B"}, {"C"}},
+                         .authorizationStatus = AuthorizationStatus::notDetermined,
+                         .promptAnswer = AuthorizationStatus::limited});
+  EXPECT_EQ(asked(), AuthorizationStatus::limited);
+  EXPECT_EQ(status(), AuthorizationStatus::limited);
   EXPECT_EQ(count(), 2U);
 
   // Its file alone is replaced: by junk, then by a good one, while it is served.
+  change("PRAGMA wal_checkpoint(TRUNCATE)");
   fs::copy_file(database_, folder_.path() / "good");
   std::ofstream(folder_.path() / "junk") << "Hello";
   fs::rename(folder_.path() / "junk", database_);
-  EXPECT_EQ(status(), restricted);
+  EXPECT_EQ(asked(), restricted);
   EXPECT_EQ(fs::file_size(database_), 5U);
   fs::rename(folder_.path() / "good", database_);
-  EXPECT_EQ(status(), authorized);
+  EXPECT_EQ(asked(), AuthorizationStatus::limited);
   EXPECT_EQ(count(), 2U);
+}
+
+TEST_F(LocalPlatformTest, KeepsWhatWasFetchedWhenTheLibraryIsReplaced) {
+  makeLibrary(library_,
+              {.assets = {{.localIdentifier = "A", .resources = {{photo, "a", {"abc"}}}}}});
+  const auto fetched = fetch("A");
+  const auto asset = fetched->firstObject();
+  fs::rename(library_, folder_.path() / "elsewhere");
+  makeLibrary(library_, {.assets = {{.localIdentifier = "B", .resources = {{photo, "b", {"x"}}}}}});
+  EXPECT_EQ(count(), 1U);
+  EXPECT_EQ(asset->localIdentifier(), "A");
+  // The originals are those at the library's place: none is given for another.
+  EXPECT_EQ(delivered(*asset), "The original “a” is missing from the library");
+  bool isChanged = true;
+  platform_.performChanges(
+      [&](photos::AssetChangeRequest& change) { change.deleteAssets(*fetched); },
+      [&](bool success, const std::optional<photos::Error>&) { isChanged = success; });
+  EXPECT_FALSE(isChanged);
+  EXPECT_EQ(count(), 1U);
+}
+
+TEST_F(LocalPlatformTest, OpensNoDestinationThatLeadsIntoTheLibrary) {
+  makeLibrary(library_,
+              {.assets = {{.localIdentifier = "A", .resources = {{photo, "a", {"abc"}}}}}});
+  const fs::path original = library_ / "originals" / "ba" / digestOfABC;
+  const fs::path links = folder_.path() / "links";
+  fs::create_directory(links);
+  fs::create_symlink(original, links / "to original");
+  fs::create_symlink("to original", links / "to link");
+  fs::create_symlink("../library/originals/new", links / "to nothing yet");
+  fs::create_directory_symlink(library_ / "originals", links / "to folder");
+  fs::create_hard_link(original, links / "other name");
+  fs::create_hard_link(database_, links / "other name of database");
+  const auto before = contents(library_);
+  for (const fs::path& destination :
+       {original, database_, library_ / "new", library_ / "originals" / ".." / "new",
+        links / "to original", links / "to link", links / "to nothing yet",
+        links / "to folder" / "new", links / "other name", links / "other name of database"}) {
+    platform_.createFile(destination);
+    const auto handle = platform_.fileHandleForWriting(destination);
+    ASSERT_FALSE(handle) << destination;
+    EXPECT_THAT(handle.error().localizedDescription, HasSubstr("a part of the photo library"));
+    EXPECT_TRUE(contents(library_) == before) << destination;
+  }
+  fs::create_symlink("elsewhere", links / "out");
+  fs::create_hard_link(folder_.path() / "links" / "out", links / "out again");
+  for (const fs::path& destination : {folder_.path() / "library.jpg", links / "out", links / "x"}) {
+    platform_.createFile(destination);
+    EXPECT_TRUE(platform_.fileHandleForWriting(destination)) << destination;
+  }
+}
+
+TEST_F(LocalPlatformTest, TellsWhatIsWrongWithAnOriginal) {
+  makeLibrary(library_,
+              {.assets = {{.localIdentifier = "A", .resources = {{photo, "a", {"abc"}}}}}});
+  const auto asset = fetch("A")->firstObject();
+  const fs::path original = library_ / "originals" / "ba" / digestOfABC;
+  EXPECT_EQ(delivered(*asset), "abc");
+  std::ofstream(original) << "abcd";
+  EXPECT_THAT(delivered(*asset), HasSubstr("is longer than the library recorded"));
+  std::ofstream(original) << "ab";
+  EXPECT_THAT(delivered(*asset), HasSubstr("is shorter than the library recorded"));
+  fs::remove(original);
+  EXPECT_THAT(delivered(*asset), HasSubstr("is missing from the library"));
+  ASSERT_EQ(mkfifo(original.c_str(), 0600), 0);
+  EXPECT_THAT(delivered(*asset), HasSubstr("is no file in the library"));
+}
+
+TEST_F(LocalPlatformTest, DeliversNothingForNumbersAndDigestsThatMakeNoSense) {
+  makeLibrary(library_,
+              {.assets = {{.localIdentifier = "A", .resources = {{photo, "a", {"abc"}}}}}});
+  std::ofstream(folder_.path() / "secret") << "abc";
+  const std::string path = "../../../secret" + std::string(49, '/');
+  for (const std::string& set : std::vector<std::string>{
+           "size = -5, sha256 = NULL", "size = -9223372036854775808", "failureAfterBytes = -1",
+           "chunks = '-1'", "chunks = '1048577'", "chunks = '9999999999999999999999'",
+           "sha256 = '" + path + "'", "sha256 = upper(sha256)", "sha256 = 'ba'"}) {
+    change(("PRAGMA ignore_check_constraints = 1; UPDATE resource SET size = 3, chunks = NULL, "
+            "failureAfterBytes = NULL, sha256 = '" +
+            std::string(digestOfABC) + "'; UPDATE resource SET " + set)
+               .c_str());
+    EXPECT_THAT(delivered(*fetch("A")->firstObject()),
+                HasSubstr(set.contains("9999") ? "abc" : "The original “a” "))
+        << set;
+  }
+  // A failure beyond the end comes at the end.
+  change("UPDATE resource SET sha256 = NULL, size = 2, failureAfterBytes = 7, failureError = 'x'");
+  EXPECT_EQ(delivered(*fetch("A")->firstObject()), "x");
+}
+
+TEST_F(LocalPlatformTest, TakesADateThatIsNotFiniteForNone) {
+  makeLibrary(library_, {.assets = {{"early", 1}, {"A", 5}, {"late", 9}}});
+  for (const char* date : {"9e999", "-9e999"}) {
+    change(("PRAGMA ignore_check_constraints = 1; UPDATE asset SET creationDate = " +
+            std::string(date) + ", modificationDate = creationDate WHERE localIdentifier = 'A'")
+               .c_str());
+    const auto asset = fetch("A")->firstObject();
+    EXPECT_FALSE(asset->creationDate());
+    const auto all = platform_.fetchAssets({});
+    EXPECT_EQ(all->indexOfAsset({}, 0, 1), 1U);
+    EXPECT_EQ(all->indexOfAsset({}, 0, 2), std::nullopt);
+    EXPECT_EQ(all->objectAtIndex(1)->localIdentifier(), "late");
+  }
 }
 
 }  // namespace

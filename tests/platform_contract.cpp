@@ -5,16 +5,23 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <fstream>
 #include <future>
+#include <iterator>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
+
+#include "tests/temporary_folder.h"
 
 namespace tests {
 namespace {
 
 using namespace photos;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
@@ -27,8 +34,8 @@ std::vector<std::string> identifiers(AssetFetchResult& result) {
   return list;
 }
 
-// Fractions of seconds are powers of two, or far enough apart, here and below: a backend may count
-// from another year than 1970, where others would round differently.
+/// Fractions of seconds are powers of two, or far enough apart, here and below: a backend may count
+/// from another year than 1970, where others would round differently.
 const DescribedLibrary mixed{.assets = {{"late", 30.5},
                                         {"Z", 20, AssetMediaType::audio},
                                         {"undated"},
@@ -141,7 +148,9 @@ TEST_P(PlatformContract, WalksALargeResultAsOneWouldByHand) {
       std::vector<std::size_t> stops;
       for (std::size_t index = 0; index < byHand->count(); ++index) {
         const auto asset = byHand->objectAtIndex(index);
-        if (filter.admits(asset->mediaType()) && asset->creationDate()) {
+        const bool isWanted = (asset->mediaType() == AssetMediaType::image && images) ||
+                              (asset->mediaType() == AssetMediaType::video && videos);
+        if (isWanted && asset->creationDate()) {
           stops.push_back(index);
         }
       }
@@ -185,6 +194,146 @@ TEST_P(PlatformContract, PromptsOnlyWhileTheStatusIsNotDetermined) {
                                    [&](AuthorizationStatus status) { answer.set_value(status); });
     EXPECT_EQ(answer.get_future().get(), AuthorizationStatus{after});
     EXPECT_EQ(platform->authorizationStatus(AccessLevel::readWrite), AuthorizationStatus{after});
+  }
+}
+
+/// What a delivery tells, in order, and whether it let go of the handler of data before its end.
+struct Delivery {
+  std::vector<std::string> chunks;
+  std::optional<Error> error;
+  bool letGoFirst = false;
+};
+
+Delivery deliver(Platform& platform, const Asset& asset, bool networkAccessAllowed,
+                 std::size_t which = 0) {
+  Delivery delivery;
+  std::promise<void> completed;
+  auto held = std::make_shared<int>();
+  const std::weak_ptr<int> watched = held;
+  {
+    // The resource need not outlive the call.
+    const auto resource = std::move(platform.assetResourcesForAsset(asset).at(which));
+    platform.requestDataForAssetResource(
+        *resource, {.networkAccessAllowed = networkAccessAllowed},
+        [&delivery, held = std::move(held)](std::span<const std::byte> bytes) {
+          delivery.chunks.emplace_back(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        },
+        [&](std::optional<Error> error) {
+          delivery.letGoFirst = watched.expired();
+          delivery.error = std::move(error);
+          completed.set_value();
+        });
+  }
+  completed.get_future().wait();
+  return delivery;
+}
+
+TEST_P(PlatformContract, DeliversChunksInOrderThenEndsOnce) {
+  const auto photo = AssetResourceType::photo;
+  const auto platform =
+      GetParam()({.assets = {{.localIdentifier = "A",
+                              .resources = {{photo, "a", {"ab", "", "c"}},
+                                            {photo, "b"},
+                                            {photo, "c", {"partly"}, false, "broken off"},
+                                            {photo, "d", {"far"}, true}}}}});
+  const auto asset = platform->fetchAssets({})->firstObject();
+  const Delivery whole = deliver(*platform, *asset, false);
+  EXPECT_THAT(whole.chunks, ElementsAre("ab", "", "c"));
+  EXPECT_FALSE(whole.error);
+  EXPECT_TRUE(whole.letGoFirst);
+  const Delivery empty = deliver(*platform, *asset, true, 1);
+  EXPECT_FALSE(empty.error);
+  EXPECT_THAT(empty.chunks, IsEmpty());
+  const Delivery broken = deliver(*platform, *asset, true, 2);
+  EXPECT_THAT(broken.chunks, ElementsAre("partly"));
+  EXPECT_EQ(broken.error.value_or(Error{}).localizedDescription, "broken off");
+  EXPECT_TRUE(broken.letGoFirst);
+  const Delivery unreachable = deliver(*platform, *asset, false, 3);
+  EXPECT_THAT(unreachable.chunks, IsEmpty());
+  EXPECT_TRUE(unreachable.error);
+  EXPECT_THAT(deliver(*platform, *asset, true, 3).chunks, ElementsAre("far"));
+}
+
+TEST_P(PlatformContract, DeletesWhatIsAskedForWhereTheLibraryLetsItAndTellsBoth) {
+  for (const auto& [success, error] : std::vector<std::pair<bool, std::optional<std::string>>>{
+           {true, {}}, {true, "some are kept"}, {false, {}}, {false, "refused"}}) {
+    const auto platform = GetParam()(
+        {.assets = {{"A"}, {"B"}, {"C"}}, .deletionSuccess = success, .deletionError = error});
+    auto fetched = platform->fetchAssetsWithLocalIdentifiers(std::vector<std::string>{"C", "A"});
+    const std::weak_ptr<AssetFetchResult> watched = fetched;
+    int blocks = 0;
+    bool letGoFirst = false;
+    std::promise<std::pair<bool, std::optional<Error>>> outcome;
+    platform->performChanges(
+        [fetched = std::move(fetched), &blocks](AssetChangeRequest& change) {
+          ++blocks;
+          change.deleteAssets(*fetched);
+        },
+        [&](bool ok, std::optional<Error> given) {
+          letGoFirst = watched.expired();
+          outcome.set_value({ok, std::move(given)});
+        });
+    const auto [ok, given] = outcome.get_future().get();
+    EXPECT_EQ(ok, success);
+    EXPECT_EQ(given ? std::optional(given->localizedDescription) : std::nullopt, error);
+    EXPECT_EQ(blocks, 1);
+    EXPECT_TRUE(letGoFirst);
+    const auto left = identifiers(*platform->fetchAssets({}));
+    EXPECT_EQ(left,
+              success ? std::vector<std::string>{"B"} : (std::vector<std::string>{"A", "B", "C"}));
+  }
+}
+
+TEST_P(PlatformContract, WritesFilesFromTheirStart) {
+  const TemporaryFolder folder;
+  const auto platform = GetParam()({});
+  const std::string file = folder.path() / "file";
+  const auto bytes = [](std::string_view text) { return std::as_bytes(std::span(text)); };
+  EXPECT_FALSE(platform->fileHandleForWriting(file)) << "it is not there";
+  std::ofstream(file) << "something longer";
+  platform->createFile(file);
+  {
+    const auto handle = platform->fileHandleForWriting(file);
+    ASSERT_TRUE(handle);
+    EXPECT_TRUE((*handle)->write(bytes("ab")) && (*handle)->write({}) &&
+                (*handle)->write(bytes("c")) && (*handle)->close());
+  }
+  std::ifstream written(file);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "abc");
+  for (const std::string& wrong : {folder.path().string(), file + "/x", file + std::string(1, 0)}) {
+    platform->createFile(wrong);
+    const auto handle = platform->fileHandleForWriting(wrong);
+    ASSERT_FALSE(handle);
+    EXPECT_THAT(handle.error().localizedDescription, HasSubstr(wrong));
+  }
+}
+
+TEST_P(PlatformContract, HashesBytesInWhateverPiecesTheyCome) {
+  const auto platform = GetParam()({});
+  const std::string text(1'000'000, 'a');  // the long vector of FIPS 180-4
+  for (const std::size_t size : {1'000'000UL, 262'147UL, 63UL}) {
+    const auto hasher = platform->makeSHA256();
+    for (std::size_t at = 0; at < text.size(); at += size) {
+      std::string piece = text.substr(at, size);
+      hasher->update(std::as_bytes(std::span(piece)));
+      piece.assign(piece.size(), 'b');  // the bytes are not used any more
+    }
+    EXPECT_EQ(hexadecimal(hasher->finalize()),
+              "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+  }
+  EXPECT_EQ(hexadecimal(platform->makeSHA256()->finalize()),
+            "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+}
+
+TEST_P(PlatformContract, ParsesURLsStrictlyAndOpensThem) {
+  const auto platform = GetParam()({.opensURLs = true});
+  const auto url = platform->URLWithString("photos:albums?albumUuid=A&assetUuid=B%20C");
+  ASSERT_TRUE(url);
+  EXPECT_TRUE(platform->openURL(*url));
+  const auto refusing = GetParam()({.opensURLs = false});
+  EXPECT_FALSE(refusing->openURL(*refusing->URLWithString("photos:")));
+  for (const char* text : {"photos:a b", "photos:%", "photos:\xFF", "photos:\n"}) {
+    EXPECT_FALSE(platform->URLWithString(text)) << text;
   }
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -94,6 +95,56 @@ TEST(Serving, AnswersWhenThePipeItWritesToLosesItsReader) {
   reader.get();
   program.write("{\"command\":\"authorize\"}\n");
   EXPECT_EQ(program.readLine(), "{\"ok\":true,\"status\":\"authorized\"}\n");
+}
+
+TEST(Serving, GoesOnWhenNobodyReadsItsAnswersAnyMore) {
+  const TemporaryFolder folder;
+  makeLibrary(
+      R"({"localIdentifier":"A","resources":[{"type":1,"originalFilename":"a","text":"abc"}]})",
+      folder);
+  ChildProcess program({PHOTOS_SIM, "serve", "Library"}, folder.path());
+  program.closeOutput();
+  for (const std::string file : {"1", "2", "3"}) {
+    program.write(R"({"command":"export","assetID":"A","photoKitResourceType":1,"destination":")" +
+                  file + "\"}\n");
+  }
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_EQ(fs::file_size(folder.path() / "3"), 3U);
+}
+
+TEST(Serving, AnswersAtTheLimitOnAFilesSize) {
+  const TemporaryFolder folder;
+  makeLibrary(
+      R"({"localIdentifier":"A","resources":[{"type":1,"originalFilename":"a","size":3000000}]})",
+      folder);
+  ChildProcess program({"/bin/sh", "-c", "ulimit -f 600; exec \"$0\" serve Library", PHOTOS_SIM},
+                       folder.path());
+  program.write(R"({"command":"export","assetID":"A","photoKitResourceType":1,"destination":"x"})"
+                "\n");
+  EXPECT_NE(program.readLine().find("could not be written: File too large"), std::string::npos);
+  EXPECT_EQ(program.wait(), 0);
+}
+
+/// Elsewhere than on macOS: in the user's home folder, as the password database has it. That is a
+/// file which only a namespace of the test's own can put another one in place of.
+TEST(PhotosHelper, ServesTheLibraryInTheUsersHomeFolder) {
+  const TemporaryFolder folder;
+  const std::string home = folder.path();
+  std::ofstream(folder.path() / "passwd") << "me:x:0:0::" << home << ":/bin/sh\n";
+  const std::string inNamespace = "exec unshare --user --map-root-user --mount sh -c '";
+  if (std::system((inNamespace + "true'").c_str()) != 0) {
+    GTEST_SKIP() << "no namespace can be made here";
+  }
+  const std::string serve =
+      inNamespace + "mount --bind " + home + "/passwd /etc/passwd && exec " + PHOTOS_HELPER + "'";
+  const std::string request = "{\"command\":\"discover\"}\n";
+  EXPECT_EQ(answers({"/bin/sh", "-c", serve}, request, folder),
+            "{\"ok\":false,\"status\":\"authorization_1\"}\n");
+  makeLibrary("", folder);
+  fs::create_directories(folder.path() / "Pictures");
+  fs::rename(folder.path() / "Library", folder.path() / "Pictures" / "Photos Library");
+  EXPECT_EQ(answers({"/bin/sh", "-c", serve}, request, folder),
+            "{\"ok\":true,\"status\":\"discovered\",\"assets\":[]}\n");
 }
 
 TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {

@@ -6,13 +6,14 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/local/library_writer.h"
+#include "library/library.h"
+#include "library/originals.h"
 #include "sim/camera_roll.h"
-#include "sim/import.h"
 #include "sim/importer.h"
 #include "sim/new_library.h"
 #include "tests/child_process.h"
@@ -22,13 +23,18 @@ namespace sim {
 namespace {
 
 namespace fs = std::filesystem;
-using platform::local::LibraryWriter;
+using library::Result;
 
 class SimTest : public testing::Test {
  protected:
   void write(const fs::path& file, const std::string& bytes) const {
     fs::create_directories((photos_ / file).parent_path());
     std::ofstream(photos_ / file, std::ios::binary) << bytes;
+  }
+
+  static std::string bytesOf(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
   }
 
   // All rows that the query gives, a line each.
@@ -71,11 +77,15 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
   const std::vector<std::pair<std::string, std::string>> cases{
       {"[]", "expected an object"},
       {"{\n\"assets\":[}", "line 2: "},
+      {"{} {}", "line 1: "},
       {R"({"asset":[]})", "asset: is no key"},
-      {R"({"authorization":3,"authorization":3})", "authorization: stands here twice"},
       {R"({"authorization":3.5})", "authorization: expected an integer"},
-      {R"({"opensURLs":"no"})", "opensURLs: expected true, false or"},
+      {R"({"authorization":null})", "authorization: expected an integer"},
+      {R"({"userLibraryAlbum":1})", "userLibraryAlbum: expected a string or null"},
+      {R"({"networkReachable":1})", "networkReachable: expected true or false"},
+      {R"({"opensURLs":"no"})", "opensURLs: expected true, false or \"system\""},
       {R"({"deletion":{}})", "deletion.success: is required"},
+      {R"({"assets":{}})", "assets: expected a list"},
       {R"({"assets":[{},{"creationDate":1e999}]})", "assets[1].creationDate: expected a finite"},
       {R"({"assets":[{"localIdentifier":"a"},{"localIdentifier":"a"}]})",
        "assets[1].localIdentifier: is that of assets[0] already"},
@@ -85,8 +95,8 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
       {resource(R"("cloud":true)"), first + ": expected exactly one of file, text and size"},
       {resource(R"("size":1,"chunks":[0,1048577])"),
        first + ".chunks[1]: expected an integer from 0 to 1048576"},
-      {resource(R"("size":-1)"), first + ".size: expected an integer that is not negative"},
-      {resource(R"("file":"nowhere.jpg")"), first + ".file: there is no "},
+      {resource(R"("size":-1)"), first + ".size: expected an integer from 0"},
+      {resource(R"("file":"nowhere.jpg")"), first + ".file: can't read "},
       {resource(R"("size":1,"failure":{"afterBytes":-1})"),
        first + ".failure.afterBytes: expected"},
   };
@@ -108,8 +118,9 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
 
 TEST_F(SimTest, MakesWhatADescriptionSays) {
   write("p/photo.jpg", "0123456789");
-  write("description.json",
-        R"({"authorization":4.0,"userLibraryAlbum":null,"deletion":{"success":false,"error":"no"},
+  write(
+      "description.json",
+      R"({"$schema":"x","authorization":4.0,"userLibraryAlbum":null,"deletion":{"success":false,"error":"no"},
             "assets":[{"localIdentifier":"A","mediaType":9,"creationDate":0.5,"resources":[
               {"type":5e0,"originalFilename":"a.jpg","file":"p/photo.jpg","cloud":true,
                "chunks":[0,3],"failure":{"afterBytes":4,"error":"lost"}},
@@ -125,53 +136,83 @@ TEST_F(SimTest, MakesWhatADescriptionSays) {
 }
 
 TEST_F(SimTest, MakesALibraryWholeOrNotAtAll) {
-  const fs::path site = folder_.path() / ".library.incomplete";
-  const auto nothing = [](LibraryWriter&) { return std::optional<Error>(); };
-  EXPECT_TRUE(makeLibrary(library_, defaultSettings(),
-                          [](LibraryWriter&) { return std::optional(Error{"the disk is full"}); }));
-  EXPECT_FALSE(fs::exists(library_) || fs::exists(site));
-
-  fs::create_directories(site / "originals");
-  std::ofstream(site / "stranger") << "not ours";
-  EXPECT_TRUE(makeLibrary(library_, defaultSettings(), nothing));
-  EXPECT_TRUE(fs::exists(site / "stranger"));
-
-  fs::remove(site / "stranger");
-  std::ofstream(site / "library.sqlite") << "of a run that was killed";
-  EXPECT_FALSE(makeLibrary(library_, defaultSettings(), [&](LibraryWriter&) {
-    EXPECT_TRUE(makeLibrary(library_, defaultSettings(), nothing)) << "two runs build at once";
-    return std::optional<Error>();
+  const auto nothing = [](auto&, auto&) { return Result(); };
+  const auto entries = [this] {
+    return std::distance(fs::directory_iterator(folder_.path()), fs::directory_iterator());
+  };
+  EXPECT_FALSE(makeLibrary(library_, defaultSettings(), [](auto&, auto&) {
+    return Result(std::unexpected(Error{"the disk is full"}));
   }));
+  EXPECT_EQ(entries(), 0);
+
+  // Somebody takes the place meanwhile.
+  EXPECT_FALSE(makeLibrary(library_, defaultSettings(), [&](auto&, auto&) {
+    std::ofstream(library_) << "not ours";
+    return Result();
+  }));
+  EXPECT_EQ(entries(), 1);
+  EXPECT_FALSE(makeLibrary(library_, defaultSettings(), nothing));
+  fs::remove(library_);
+
+  // What a run that was killed has left is not touched, and two runs are not in each other's way.
+  const fs::path left = folder_.path() / ".library.incomplete-abcdef";
+  fs::create_directory(left);
+  bool isOtherMade = false;
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(makeLibrary(library_, defaultSettings(), [&](auto&, auto&) {
+    isOtherMade = makeLibrary(library_, defaultSettings(), nothing).has_value();
+    return Result();
+  }));
+  EXPECT_TRUE(isOtherMade);
+  EXPECT_TRUE(testing::internal::GetCapturedStderr().contains(left.string()));
   EXPECT_EQ(rows("SELECT authorizationStatus, promptAnswer FROM library"), "0 3\n");
-  EXPECT_FALSE(fs::exists(site));
-  EXPECT_TRUE(makeLibrary(library_, defaultSettings(), nothing)) << "one is there already";
+  EXPECT_EQ(entries(), 2);
+  EXPECT_EQ(run({"create", "new/folders/library"}).status, 0);
 }
 
 TEST_F(SimTest, ImportsEachFileOnceAndNamesTheRest) {
   write("a/IMG_1.JPG", "one");
   write("a/IMG_2.MOV", "two");
-  EXPECT_FALSE(importFolders(library_, {{photos_}}));
+  EXPECT_EQ(run({"import", "library", "photos"}).status, 0);
   write("a/IMG_1.MOV", "three");
   write("b/IMG_7.JPG", "one");
   write("b/notes.txt", "none");
-  fs::create_symlink("nowhere", photos_ / "b" / "IMG_8.JPG");
-  testing::internal::CaptureStderr();
-  EXPECT_TRUE(importFolders(library_, {{photos_}}));  // for the link that leads nowhere
-  const std::string told = testing::internal::GetCapturedStderr();
+  write("b/caf\xC3.PNG", "a name that is not UTF-8");
+  fs::create_symlink(photos_ / "a" / "IMG_2.MOV", photos_ / "b" / "IMG_8.MOV");
+  fs::create_directory_symlink(photos_ / "a", photos_ / "c");
+  const auto [status, output, told] = run({"import", "library", "photos"});
+  EXPECT_EQ(status, 0);
   EXPECT_EQ(rows("SELECT asset, type, originalFilename FROM resource ORDER BY asset, position"),
-            "1 1 IMG_1.JPG\n1 9 IMG_1.MOV\n2 2 IMG_2.MOV\n");
-  EXPECT_NE(told.find("added 0 assets and 1 file; 3 files already"), std::string::npos) << told;
-  EXPECT_NE(told.find("b/notes.txt"), std::string::npos) << told;
-  EXPECT_NE(told.find("b/IMG_8.JPG: "), std::string::npos) << told;
+            "1 1 IMG_1.JPG\n1 9 IMG_1.MOV\n2 2 IMG_2.MOV\n3 1 caf\uFFFD.PNG\n");
+  for (const char* text : {"added 1 asset and 2 files; 3 files already", "b/notes.txt",
+                           "2 links left out", "b/IMG_8.MOV", "photos/c"}) {
+    EXPECT_TRUE(told.contains(text)) << told;
+  }
+}
 
-  fs::remove(photos_ / "b" / "IMG_8.JPG");
-  EXPECT_FALSE(importFolders(library_, {{photos_}}));
-  EXPECT_EQ(rows("SELECT count(*) FROM resource"), "3\n");
-  EXPECT_TRUE(importFolders(library_, {{folder_.path()}})) << "the library's own files";
-  const auto error = importFolders(folder_.path() / "new", {{photos_, folder_.path() / "nowhere"}});
-  ASSERT_TRUE(error);
-  EXPECT_NE(error->localizedDescription.find("a folder that you may read"), std::string::npos);
+TEST_F(SimTest, RefusesToImportWhatItCannotOrTheLibraryItself) {
+  write("a.jpg", "one");
+  ASSERT_EQ(run({"import", "library", "photos"}).status, 0);
+  fs::create_directory_symlink(library_, folder_.path() / "link");
+  for (const std::string folder : {".", "library", "library/originals", "link", "nowhere"}) {
+    EXPECT_EQ(run({"import", "library", folder}).status, 1) << folder;
+  }
+  EXPECT_EQ(run({"import", "new", "photos", "nowhere"}).status, 1);
   EXPECT_FALSE(fs::exists(folder_.path() / "new"));
+  EXPECT_EQ(rows("SELECT count(*) FROM resource"), "1\n");
+}
+
+TEST_F(SimTest, ImportMendsADamagedOriginal) {
+  write("a.jpg", "one");
+  ASSERT_EQ(run({"import", "library", "photos"}).status, 0);
+  const std::string digest = rows("SELECT sha256 FROM resource").substr(0, 64);
+  const fs::path original = library_ / "originals" / digest.substr(0, 2) / digest;
+  for (const char* damage : {"0ne", "o", ""}) {
+    std::ofstream(original) << damage;
+    ASSERT_EQ(run({"import", "library", "photos"}).status, 0);
+    EXPECT_EQ(bytesOf(original), "one");
+  }
+  EXPECT_EQ(rows("SELECT count(*) FROM resource"), "1\n");
 }
 
 TEST_F(SimTest, DatesAnImportedPhotoByItsExifElseByItsPairElseByItsFile) {
@@ -187,20 +228,26 @@ TEST_F(SimTest, DatesAnImportedPhotoByItsExifElseByItsPairElseByItsFile) {
       std::chrono::sys_seconds(std::chrono::seconds(1'000'000'000)))};
   fs::last_write_time(photos_ / "IMG_1.JPG", changed);
   fs::last_write_time(photos_ / "IMG_2.JPG", changed);
-  EXPECT_FALSE(importFolders(library_, {{photos_}}));
+  EXPECT_EQ(run({"import", "library", "photos"}).status, 0);
   EXPECT_EQ(rows("SELECT creationDate, modificationDate FROM asset ORDER BY id"),
             "1689328800.0 1000000000.0\n1000000000.0 1000000000.0\n");
 }
 
-TEST_F(SimTest, LeavesOutAGroupWhosePhotoCannotBeRead) {
-  write("IMG_1.MOV", "its video");
-  ASSERT_FALSE(makeLibrary(library_, defaultSettings(), [&](LibraryWriter& library) {
-    Importer importer(library);
-    auto error = importer.add({photos_, groupFiles({"IMG_1.JPG", "IMG_1.MOV"}).groups.at(0)});
-    EXPECT_EQ(importer.unreadable().size(), 2U);
-    return error;
-  }));
-  EXPECT_EQ(rows("SELECT * FROM asset"), "");
+TEST_F(SimTest, LeavesOutWhatCannotBeRead) {
+  ASSERT_EQ(run({"create", "library"}).status, 0);
+  write("IMG_1.MOV", "a video without its photo");
+  write("IMG_2.JPG", "a photo without its video");
+  auto library = library::Library::open(library_);
+  const auto originals = library::Originals::lock(library_);
+  ASSERT_TRUE(library && originals);
+  Importer importer(*library, *originals);
+  // These files were there when the folder was read.
+  for (const std::string name : {"IMG_1", "IMG_2"}) {
+    const auto group = groupFiles({name + ".JPG", name + ".MOV"}).groups.at(0);
+    EXPECT_TRUE(importer.add({photos_, group}));
+  }
+  EXPECT_EQ(importer.unreadable().size(), 3U);
+  EXPECT_EQ(rows("SELECT type, originalFilename FROM resource"), "1 IMG_2.JPG\n");
 }
 
 TEST_F(SimTest, SyntheticLibrariesAreTheSameEachTimeAndHaveTheirShape) {
@@ -246,6 +293,9 @@ TEST_F(SimTest, ReadsAndSetsTheAccessStatusAndTellsWrongUsage) {
     EXPECT_EQ(output, "");
   }
   EXPECT_EQ(run({"--help"}).status, 0);
+  const std::string full = PHOTOS_SIM + std::string(" access library >/dev/full");
+  tests::ChildProcess process({"/bin/sh", "-c", full}, folder_.path());
+  EXPECT_EQ(process.wait(), fs::exists("/dev/full") ? 1 : 0);
 }
 
 TEST_F(SimTest, ListsWhatReclaimHasMovedAndPutsItBack) {
@@ -270,16 +320,6 @@ TEST_F(SimTest, ListsWhatReclaimHasMovedAndPutsItBack) {
   EXPECT_EQ(run({"recently-deleted", "library"}).output, "");
   served.write("{\"command\":\"estimate\",\"assetID\":\"A\",\"photoKitResourceType\":1}\n");
   EXPECT_EQ(served.readLine(), "{\"ok\":true,\"status\":\"estimated\",\"bytes\":3}\n");
-}
-
-TEST_F(SimTest, SweepsWhatAnInterruptedImportLeft) {
-  write("a.jpg", "abc");
-  ASSERT_EQ(run({"import", "library", "photos"}).status, 0);
-  std::ofstream(library_ / "originals" / ".incomplete-abcdef") << "half";
-  write("b.jpg", "b");
-  ASSERT_EQ(run({"import", "library", "photos"}).status, 0);
-  EXPECT_FALSE(fs::exists(library_ / "originals" / ".incomplete-abcdef"));
-  EXPECT_EQ(rows("SELECT originalFilename FROM resource"), "a.jpg\nb.jpg\n");
 }
 
 }  // namespace

@@ -8,7 +8,12 @@ set(PHOTOS_HELPER_USAGE_DESCRIPTION
   "What macOS tells the user when it asks for access")
 set(PHOTOS_HELPER_SIGNING_IDENTITY "-" CACHE STRING
   "The identity that codesign signs with; - signs ad hoc, for this machine and this build")
-option(PHOTOS_HELPER_UNIVERSAL "Build photos-helper for Apple silicon and Intel" OFF)
+# What ships is for every Mac; what is built for this one need not be.
+set(is_release OFF)
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  set(is_release ON)
+endif()
+option(PHOTOS_HELPER_UNIVERSAL "Build photos-helper for Apple silicon and Intel" ${is_release})
 
 set(photos_helper_packaging ${CMAKE_CURRENT_LIST_DIR})
 
@@ -35,9 +40,14 @@ function(photos_helper_package program)
   if(PHOTOS_HELPER_SANITIZERS)
     set(hardened "")
   endif()
+  # Notarization wants the moment of signing from Apple's clock; an ad-hoc signature has none.
+  set(timestamp --timestamp)
+  if(PHOTOS_HELPER_SIGNING_IDENTITY STREQUAL "-")
+    set(timestamp "")
+  endif()
   add_custom_command(TARGET ${program} POST_BUILD
     COMMAND codesign --force --sign "${PHOTOS_HELPER_SIGNING_IDENTITY}"
-      --identifier "${PHOTOS_HELPER_BUNDLE_IDENTIFIER}" ${hardened}
+      --identifier "${PHOTOS_HELPER_BUNDLE_IDENTIFIER}" ${hardened} ${timestamp}
       --entitlements "${entitlements}" $<TARGET_FILE:${program}>
     COMMENT "Signing ${program}" VERBATIM)
 

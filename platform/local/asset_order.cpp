@@ -1,123 +1,107 @@
 #include "platform/local/asset_order.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace platform::local {
+
+using photos::Error;
+using Count = std::expected<std::size_t, Error>;
+
 namespace {
 
-constexpr std::uint8_t datedImage = 1;
-constexpr std::uint8_t datedVideo = 2;
-
-std::uint8_t kind(photos::AssetMediaType type) {
-  switch (type) {
-    case photos::AssetMediaType::image:
-      return datedImage;
-    case photos::AssetMediaType::video:
-      return datedVideo;
-    default:
-      return 0;
-  }
+/// A bit of its own for each media type from unknown to audio; no bit for any other value.
+std::uint8_t bitOf(std::int64_t mediaType) {
+  return mediaType >= 0 && mediaType <= 3 ? static_cast<std::uint8_t>(1U << mediaType)
+                                          : std::uint8_t{0};
 }
 
 }  // namespace
 
-AssetOrder::AssetOrder(SQLite::Database& database)
-    : undatedPiece_(database,
-                    "SELECT creationDate, id, mediaType FROM asset "
-                    "WHERE recentlyDeleted = 0 AND creationDate IS NULL AND id > ?2 "
-                    "ORDER BY id LIMIT ?3"),
-      datedPiece_(database,
-                  "SELECT creationDate, id, mediaType FROM asset "
-                  "WHERE recentlyDeleted = 0 AND (creationDate, id) > (?1, ?2) "
-                  "ORDER BY creationDate, id LIMIT ?3") {}
-
-void AssetOrder::clear() {
-  reading_ = Reading::undated;
-  undated_ = 0;
-  lastDate_ = noDate;
-  lastRow_ = noRow;
-  kinds_.clear();
-  dates_.clear();
-  rows_.clear();
-}
-
-std::size_t AssetOrder::end(const std::optional<photos::Date>& before) const {
-  if (!before) {
-    return rows_.size();
-  }
-  const auto dated = dates_.begin() + static_cast<std::ptrdiff_t>(undated_);
-  return static_cast<std::size_t>(std::lower_bound(dated, dates_.end(), *before) - dates_.begin());
-}
-
-bool AssetOrder::readMore(const std::optional<photos::Date>& before) {
-  if (before && end(before) < rows_.size()) {
+std::expected<bool, Error> AssetOrder::readMore(library::Database& database) {
+  if (undatedAreRead_) {
     return false;
   }
-  const std::size_t had = rows_.size();
-  if (reading_ == Reading::undated) {
-    undated_ += read(undatedPiece_);
-    if (rows_.size() == had) {
-      reading_ = Reading::dated;
-      lastRow_ = noRow;
-    }
+  const Count count = datedAreRead_ ? readUndated(database) : readDated(database);
+  if (!count) {
+    return std::unexpected(count.error());
   }
-  if (reading_ == Reading::dated && read(datedPiece_) == 0) {
-    reading_ = Reading::done;
-  }
-  return rows_.size() > had;
+  undatedAreRead_ = datedAreRead_;
+  datedAreRead_ = datedAreRead_ || *count == 0;
+  return true;
 }
 
-std::size_t AssetOrder::firstDated() {
-  while (reading_ == Reading::undated && readMore(std::nullopt)) {
-  }
-  return undated_;
+std::size_t AssetOrder::sizeBefore(photos::Date before) const {
+  return static_cast<std::size_t>(std::ranges::lower_bound(dates_, before) - dates_.begin());
 }
 
 std::size_t AssetOrder::walk(const photos::AssetFilter& filter, std::size_t index, std::size_t end,
                              std::uint64_t& skipped) const {
-  const auto wanted = static_cast<std::uint8_t>((filter.images ? datedImage : 0) |
-                                                (filter.videos ? datedVideo : 0));
-  const auto isWanted = [wanted](std::uint8_t kind) { return (kind & wanted) != 0; };
-  // Whole blocks first: a count that fits a byte takes no branch and sixteen assets at a time.
-  constexpr std::size_t blockSize = 128;
-  for (; index < end && end - index >= blockSize; index += blockSize) {
-    std::uint8_t met = 0;
-    for (std::size_t offset = 0; offset < blockSize; ++offset) {
-      met = static_cast<std::uint8_t>(met + (isWanted(kinds_[index + offset]) ? 1 : 0));
+  const auto at = [this](std::size_t position) {
+    return mediaTypes_.begin() + static_cast<std::ptrdiff_t>(position);
+  };
+  // First the assets with a date, then those without.
+  for (const bool isDated : {true, false}) {
+    const std::size_t partEnd = isDated ? std::min(end, dates_.size()) : end;
+    std::uint8_t admitted = 0;
+    for (const std::int64_t type : {0, 1, 2, 3}) {
+      const bool isAdmitted =
+          filter.admits(photos::AssetMediaType{type}, [isDated] { return isDated; });
+      admitted |= isAdmitted ? bitOf(type) : std::uint8_t{0};
     }
-    if (met > skipped) {
+    const auto isAdmitted = [admitted](std::uint8_t type) { return (type & admitted) != 0; };
+    // The next `skipped` assets can be passed without looking: no more of them can be admitted.
+    while (skipped > 0 && index < partEnd) {
+      const std::size_t next = index + std::min<std::uint64_t>(skipped, partEnd - index);
+      skipped -= static_cast<std::uint64_t>(std::count_if(at(index), at(next), isAdmitted));
+      index = next;
+    }
+    if (index < partEnd) {
+      const auto found = std::find_if(at(index), at(partEnd), isAdmitted);
+      index = static_cast<std::size_t>(found - mediaTypes_.begin());
+    }
+    if (index < partEnd) {
       break;
     }
-    skipped -= met;
   }
-  for (; index < end; ++index) {
-    if (isWanted(kinds_[index])) {
-      if (skipped == 0) {
-        return index;
-      }
-      --skipped;
-    }
-  }
-  return end;
+  return index;
 }
 
-std::size_t AssetOrder::read(SQLite::Statement& piece) {
+Count AssetOrder::readDated(library::Database& database) {
   constexpr std::size_t smallestPiece = 1024;
-  piece.bind(1, lastDate_);
-  piece.bind(2, lastRow_);
-  piece.bind(3, static_cast<std::int64_t>(std::max(smallestPiece, rows_.size())));
-  std::size_t count = 0;
-  for (; piece.executeStep(); ++count) {
-    const bool isDated = !piece.isColumnNull(0);
-    lastDate_ = isDated ? piece.getColumn(0).getDouble() : noDate;
-    lastRow_ = piece.getColumn(1).getInt64();
-    const auto type = static_cast<photos::AssetMediaType>(piece.getColumn(2).getInt64());
-    dates_.push_back(lastDate_);
-    kinds_.push_back(isDated ? kind(type) : std::uint8_t{0});
-    rows_.push_back(lastRow_);
-  }
-  piece.reset();
-  return count;
+  const std::size_t had = rows_.size();
+  const photos::Date last =
+      dates_.empty() ? -std::numeric_limits<photos::Date>::infinity() : dates_.back();
+  const std::int64_t lastRow =
+      rows_.empty() ? std::numeric_limits<std::int64_t>::max() : rows_.back();
+  // 9e999 is infinity. Only a damaged or edited database holds it, and it counts as no date.
+  const library::Result read = database.each(
+      "SELECT id, mediaType, creationDate FROM asset WHERE recentlyDeleted = 0 "
+      "AND (creationDate, id) > (?, ?) AND creationDate < 9e999 ORDER BY creationDate, id LIMIT ?",
+      [this](SQLite::Statement& row) {
+        append(row.getColumn(0).getInt64(), row.getColumn(1).getInt64());
+        dates_.push_back(row.getColumn(2).getDouble());
+        return true;
+      },
+      last, lastRow, static_cast<std::int64_t>(std::max(smallestPiece, had)));
+  return read ? Count(rows_.size() - had) : std::unexpected(read.error());
+}
+
+Count AssetOrder::readUndated(library::Database& database) {
+  const std::size_t had = rows_.size();
+  const library::Result read = database.each(
+      "SELECT id, mediaType FROM asset WHERE recentlyDeleted = 0 AND creationDate IS NULL "
+      "ORDER BY id",
+      [this](SQLite::Statement& row) {
+        append(row.getColumn(0).getInt64(), row.getColumn(1).getInt64());
+        return true;
+      });
+  return read ? Count(rows_.size() - had) : std::unexpected(read.error());
+}
+
+void AssetOrder::append(std::int64_t row, std::int64_t mediaType) {
+  rows_.push_back(row);
+  mediaTypes_.push_back(bitOf(mediaType));
 }
 
 }  // namespace platform::local

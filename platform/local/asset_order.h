@@ -1,70 +1,58 @@
 // The library's assets in fetch order, packed so that walking past one costs a byte.
 #pragma once
 
-#include <SQLiteCpp/SQLiteCpp.h>
-
 #include <cstddef>
 #include <cstdint>
+#include <expected>
 #include <limits>
 #include <optional>
 #include <vector>
 
+#include "library/database.h"
 #include "photos/platform.h"
 
 namespace platform::local {
 
-/// Read in growing pieces, and only as far as walks go: first the assets without a creation date,
-/// then by date; equal ones in the order of their rows. It holds what the database held when it
-/// was cleared, so that its owner clears it when the database has changed. One thread at a time.
-/// Reading throws SQLite::Exception and leaves what was read before.
+/// Assets with a creation date come first, by date, equal dates by row; then those without. The
+/// order is read in growing pieces, as far as it is asked for. It does not notice changes of the
+/// database: its owner clears it then.
 class AssetOrder {
  public:
-  explicit AssetOrder(SQLite::Database& database);
+  void clear() { *this = {}; }
 
-  void clear();
+  /// Reads one more piece; false when everything has been read.
+  [[nodiscard]] std::expected<bool, photos::Error> readMore(library::Database& database);
 
-  /// The end of the part of the order that is read and earlier than `before`.
-  [[nodiscard]] std::size_t end(const std::optional<photos::Date>& before) const;
+  /// How many assets have been read.
+  [[nodiscard]] std::size_t size() const { return rows_.size(); }
 
-  /// Reads one more piece, unless nothing earlier than `before` is left; true when it grew.
-  bool readMore(const std::optional<photos::Date>& before);
+  /// How many of them are dated earlier than `before`. These come first.
+  [[nodiscard]] std::size_t sizeBefore(photos::Date before) const;
 
-  /// The index of the first dated asset. Reads up to it.
-  [[nodiscard]] std::size_t firstDated();
-
-  /// From `index` on, up to `end`: passes over the assets that `filter` stops at, counting
-  /// `skipped` down, and returns the index of the first one at which it is 0 already; `end` when
-  /// there is none.
+  /// From `index` on, up to `end`: passes over the assets that `filter` admits, counting `skipped`
+  /// down, and returns the index of the first one at which it is 0 already; `end` when there is
+  /// none.
   [[nodiscard]] std::size_t walk(const photos::AssetFilter& filter, std::size_t index,
                                  std::size_t end, std::uint64_t& skipped) const;
 
+  /// The asset's row in the database, and its creation date.
   [[nodiscard]] std::int64_t row(std::size_t index) const { return rows_[index]; }
-
-  /// The asset's creation date, if it has one.
   [[nodiscard]] std::optional<photos::Date> date(std::size_t index) const {
-    return index < undated_ ? std::nullopt : std::optional(dates_[index]);
+    return index < dates_.size() ? std::optional(dates_[index]) : std::nullopt;
   }
 
  private:
-  enum class Reading { undated, dated, done };
+  std::expected<std::size_t, photos::Error> readDated(library::Database& database);
+  std::expected<std::size_t, photos::Error> readUndated(library::Database& database);
+  void append(std::int64_t row, std::int64_t mediaType);
 
-  /// Before all rows and dates that a library can hold.
-  static constexpr std::int64_t noRow = std::numeric_limits<std::int64_t>::min();
-  static constexpr photos::Date noDate = -std::numeric_limits<photos::Date>::infinity();
-
-  std::size_t read(SQLite::Statement& piece);
-
-  SQLite::Statement undatedPiece_;
-  SQLite::Statement datedPiece_;
-  Reading reading_ = Reading::undated;
-  std::size_t undated_ = 0;
-  /// Where the next piece begins: behind this date and row.
-  photos::Date lastDate_ = noDate;
-  std::int64_t lastRow_ = noRow;
-  /// One bit of what a filter may want, or 0 for an asset that none stops at.
-  std::vector<std::uint8_t> kinds_;
-  std::vector<photos::Date> dates_;
   std::vector<std::int64_t> rows_;
+  /// One bit is set in each, so that a walk compares many at a time.
+  std::vector<std::uint8_t> mediaTypes_;
+  /// Those of the assets with a date.
+  std::vector<photos::Date> dates_;
+  bool datedAreRead_ = false;
+  bool undatedAreRead_ = false;
 };
 
 }  // namespace platform::local

@@ -1,63 +1,123 @@
 #include "platform/local/local_platform.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
-#include "platform/local/changes.h"
-#include "platform/local/database.h"
-#include "platform/local/objects.h"
-#include "platform/local/path_extension.h"
+#include "platform/local/fetch_results.h"
 #include "platform/local/resource_delivery.h"
-#include "platform/local/sha256.h"
 #include "platform/local/url.h"
-#include "platform/posix/file_handle.h"
 
 namespace platform::local {
+namespace {
 
-LocalPlatform::LocalPlatform(const std::filesystem::path& library)
-    : library_(std::filesystem::absolute(library)), databaseFile_(databaseFile(library_)) {}
+using photos::AuthorizationStatus;
+using photos::Error;
 
-std::shared_ptr<Connection> LocalPlatform::connection() {
-  const std::optional<FileIdentity> identity = identityOf(databaseFile_);
-  if (connection_ && identity == identity_ && !connection_->hasFailed()) {
-    return connection_;
-  }
-  // After a failure the library is served again only if it turns out to be sound.
-  mustBeChecked_ = identity == identity_ && (mustBeChecked_ || connection_);
-  connection_.reset();
-  identity_ = identity;
-  if (std::expected<SQLite::Database, photos::Error> database = openDatabase(library_)) {
-    try {
-      connection_ = std::make_shared<Connection>(std::move(*database));
-      if (mustBeChecked_ && !connection_->isSound()) {
-        connection_.reset();
-      }
-      mustBeChecked_ = mustBeChecked_ && !connection_;
-    } catch (const SQLite::Exception&) {
-      // A database without our tables is no library.
-      connection_.reset();
+/// Collects the rows that a change block asks to delete, and which databases they are in.
+class Deletions : public photos::AssetChangeRequest {
+ public:
+  void deleteAssets(photos::AssetFetchResult& assets) override {
+    auto& local = static_cast<LocalAssets&>(assets);
+    const std::size_t count = local.count();
+    for (std::size_t index = 0; index < count; ++index) {
+      rows.push_back(local.row(index));
+      databases.push_back(local.snapshot()->identity());
     }
   }
-  return connection_;
+
+  std::vector<std::int64_t> rows;
+  std::vector<library::FileIdentity> databases;
+};
+
+struct ChangeOutcome {
+  bool success = false;
+  std::optional<Error> error = {};
+};
+
+/// Moves the assets to Recently Deleted, all of them or none, as far as the library lets it. A
+/// library that has taken the place of the one they were fetched from is not touched.
+ChangeOutcome moveAssets(const std::filesystem::path& folder, const Deletions& deletions) {
+  // A connection of its own: the fetch holds a read transaction on the other one, and SQLite
+  // refuses to write in a read transaction that is not the newest.
+  auto opened = library::Library::open(folder);
+  if (!opened) {
+    return {.error = std::move(opened.error())};
+  }
+  const auto current = library::identityOf(library::databaseFile(folder));
+  if (std::ranges::any_of(deletions.databases, [&](const auto& file) { return file != current; })) {
+    return {.error = Error{"The library was replaced by another one"}};
+  }
+  ChangeOutcome outcome;
+  library::Result done = opened->transaction([&]() -> library::Result {
+    const auto settings = opened->settings();
+    if (!settings) {
+      return std::unexpected(settings.error());
+    }
+    outcome.success = settings->deletionSuccess;
+    if (settings->deletionError) {
+      outcome.error = Error{*settings->deletionError};
+    }
+    return outcome.success ? opened->moveToRecentlyDeleted(deletions.rows) : library::Result();
+  });
+  return done ? outcome : ChangeOutcome{.error = std::move(done.error())};
 }
 
-photos::AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLevel /*level*/) {
-  const auto library = connection();
-  return library ? library->authorizationStatus() : photos::AuthorizationStatus::restricted;
+/// The path itself when it is relative and the working folder was deleted.
+std::filesystem::path absoluteIfPossible(const std::filesystem::path& path) {
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  return error ? path : absolute;
+}
+
+}  // namespace
+
+LocalPlatform::LocalPlatform(const std::filesystem::path& folder)
+    : folder_(absoluteIfPossible(folder)),
+      databaseFile_(library::databaseFile(folder_)),
+      guard_(folder_) {}
+
+std::shared_ptr<ServedLibrary> LocalPlatform::served() {
+  const auto identity = library::identityOf(databaseFile_);
+  const bool isSame = identity == identity_;
+  const bool hasFailed = served_ && served_->library.database().hasFailed();
+  if (served_ && isSame && !hasFailed) {
+    return served_;
+  }
+  // After a failed read the same library is served again only if it is sound.
+  mustBeChecked_ = isSame && (mustBeChecked_ || hasFailed);
+  identity_ = identity;
+  served_.reset();
+  auto opened = library::Library::open(folder_);
+  if (identity && opened && (!mustBeChecked_ || opened->isSound())) {
+    served_ = std::make_shared<ServedLibrary>(std::move(*opened), *identity);
+    mustBeChecked_ = false;
+  }
+  return served_;
+}
+
+std::shared_ptr<Snapshot> LocalPlatform::snapshot() {
+  auto library = served();
+  return library ? Snapshot::of(std::move(library)) : nullptr;
+}
+
+std::optional<library::Settings> LocalPlatform::settings() {
+  const auto library = served();
+  auto settings = library ? library->library.settings() : std::unexpected(Error{});
+  return settings ? std::optional(std::move(*settings)) : std::nullopt;
+}
+
+AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLevel /*level*/) {
+  const auto current = settings();
+  return current ? AuthorizationStatus{current->authorizationStatus}
+                 : AuthorizationStatus::restricted;
 }
 
 void LocalPlatform::requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) {
-  // Whether another library has taken this one's place costs as much to find out as all the rest.
-  // A grant is told without it: every request that reads the library looks.
-  photos::AuthorizationStatus status =
-      connection_ ? connection_->authorizationStatus() : photos::AuthorizationStatus::restricted;
-  if (!photos::isGranted(status)) {
-    status = authorizationStatus(level);
-  }
-  if (status == photos::AuthorizationStatus::notDetermined) {
-    if (const auto library = connection()) {
-      library->answerPrompt();
-    }
+  AuthorizationStatus status = authorizationStatus(level);
+  if (status == AuthorizationStatus::notDetermined) {
+    // If the answer can't be stored, the status stays not determined.
+    static_cast<void>(served_->library.answerPrompt());
     status = authorizationStatus(level);
   }
   handler(status);
@@ -65,54 +125,42 @@ void LocalPlatform::requestAuthorization(photos::AccessLevel level, Authorizatio
 
 std::shared_ptr<photos::AssetFetchResult> LocalPlatform::fetchAssets(
     const photos::FetchOptions& options) {
-  if (auto library = connection()) {
-    return std::make_shared<OrderedAssets>(std::move(library), options);
+  auto view = snapshot();
+  if (!view) {
+    return std::make_shared<AssetsOfRows>(nullptr, std::vector<std::int64_t>());
   }
-  return std::make_shared<AssetsOfRows>(nullptr, std::vector<std::int64_t>{}, nullptr);
+  return std::make_shared<OrderedAssets>(std::move(view), options);
 }
 
 std::shared_ptr<photos::AssetFetchResult> LocalPlatform::fetchAssetsWithLocalIdentifiers(
     std::span<const std::string> identifiers) {
   std::vector<std::int64_t> rows;
-  std::shared_ptr<Connection::Snapshot> snapshot;
-  auto library = connection();
-  if (library) {
-    snapshot = library->snapshot();
-    for (const std::string& identifier : identifiers) {
-      if (const auto row = library->assetID(identifier)) {
-        rows.push_back(*row);
-      }
+  auto view = snapshot();
+  for (auto identifier = identifiers.begin(); view && identifier != identifiers.end();
+       ++identifier) {
+    if (const auto row = view->library().rowOfAsset(*identifier).value_or(std::nullopt)) {
+      rows.push_back(*row);
     }
   }
   std::ranges::sort(rows);
   rows.erase(std::ranges::unique(rows).begin(), rows.end());
-  return std::make_shared<AssetsOfRows>(std::move(library), std::move(rows), std::move(snapshot));
+  return std::make_shared<AssetsOfRows>(std::move(view), std::move(rows));
 }
 
 std::shared_ptr<photos::AssetCollectionFetchResult> LocalPlatform::fetchAssetCollections(
     photos::AssetCollectionType type, photos::AssetCollectionSubtype subtype) {
-  std::vector<std::string> albums;
   const bool isKnown = type == photos::AssetCollectionType::smartAlbum &&
                        subtype == photos::AssetCollectionSubtype::smartAlbumUserLibrary;
-  if (const auto library = connection(); library && isKnown) {
-    if (const auto settings = library->settings(); settings && settings->userLibraryAlbum) {
-      albums.push_back(*settings->userLibraryAlbum);
-    }
-  }
-  return std::make_shared<Albums>(std::move(albums));
+  const auto current = isKnown ? settings() : std::nullopt;
+  return std::make_shared<LocalAlbums>(current ? current->userLibraryAlbum : std::nullopt);
 }
 
 std::vector<std::unique_ptr<photos::AssetResource>> LocalPlatform::assetResourcesForAsset(
     const photos::Asset& asset) {
   const auto& local = static_cast<const LocalAsset&>(asset);
   std::vector<std::unique_ptr<photos::AssetResource>> resources;
-  const auto add = [&](const ResourceRow& row) {
+  for (const library::ResourceRow& row : local.row().resources) {
     resources.push_back(std::make_unique<LocalResource>(local.snapshot(), row));
-  };
-  if (local.resources()) {
-    std::ranges::for_each(*local.resources(), add);
-  } else {
-    std::ranges::for_each(local.snapshot()->connection().resources(local.row().id), add);
   }
   return resources;
 }
@@ -122,46 +170,52 @@ void LocalPlatform::requestDataForAssetResource(const photos::AssetResource& res
                                                 DataReceivedHandler dataReceivedHandler,
                                                 CompletionHandler completionHandler) {
   const auto& local = static_cast<const LocalResource&>(resource);
-  const auto settings = local.connection().settings();
-  const auto stored = local.connection().resource(local.row());
-  std::optional<photos::Error> error;
+  library::Library& library = local.snapshot().library();
+  const auto settings = library.settings();
+  const auto stored = library.resource(local.row()).value_or(std::nullopt);
+  std::optional<Error> error;
   if (settings && stored) {
     const bool isCloudReachable = options.networkAccessAllowed && settings->networkReachable;
-    error = deliver(*stored, library_, isCloudReachable, dataReceivedHandler);
+    error = deliver(*stored, folder_, isCloudReachable, dataReceivedHandler);
   } else {
-    error = photos::Error{"The original “" + local.row().originalFilename +
-                          "” could not be found in the library"};
+    error = Error{"The original “" + local.row().originalFilename +
+                  "” could not be found in the library"};
   }
-  // What the handler holds is let go first, for who waits on another thread.
   dataReceivedHandler = nullptr;
   completionHandler(std::move(error));
 }
 
 void LocalPlatform::performChanges(ChangeBlock changeBlock,
                                    ChangeCompletionHandler completionHandler) {
-  changes_.async([folder = library_, identity = identity_, block = std::move(changeBlock),
-                  completion = std::move(completionHandler)]() mutable {
-    Changes changes;
-    block(changes);
-    // The block holds what it deletes, and with it the library's connection, which is not to be
-    // let go on this thread while the request goes on.
-    block = nullptr;
-    Changes::Outcome outcome = changes.apply(folder, identity);
-    completion(outcome.success, std::move(outcome.error));
-  });
+  Deletions deletions;
+  changeBlock(deletions);
+  changeBlock = nullptr;
+  ChangeOutcome outcome = moveAssets(folder_, deletions);
+  completionHandler(outcome.success, std::move(outcome.error));
 }
 
-void LocalPlatform::createFile(const std::string& path) { posix::createFile(path); }
-
-std::expected<std::unique_ptr<photos::FileHandle>, photos::Error>
-LocalPlatform::fileHandleForWriting(const std::string& path) {
-  return posix::fileHandleForWriting(path);
+void LocalPlatform::createFile(const std::string& path) {
+  if (!guard_.leadsInto(path)) {
+    PosixPlatform::createFile(path);
+  }
 }
 
-std::unique_ptr<photos::SHA256> LocalPlatform::makeSHA256() { return local::makeSHA256(); }
+std::expected<std::unique_ptr<photos::FileHandle>, Error> LocalPlatform::fileHandleForWriting(
+    const std::string& path) {
+  if (guard_.leadsInto(path)) {
+    return std::unexpected(
+        Error{"The file “" + path +
+              "” could not be opened for writing: it is a part of the photo library"});
+  }
+  return PosixPlatform::fileHandleForWriting(path);
+}
 
 std::string LocalPlatform::pathExtension(std::string_view filename) const {
-  return local::pathExtension(filename);
+  const std::string_view name = filename.substr(filename.find_last_of('/') + 1);
+  const std::size_t dot = name.find_last_of('.');
+  // A name that only begins with a dot has no extension, as Foundation has it.
+  return dot == std::string_view::npos || dot == 0 ? std::string()
+                                                   : std::string(name.substr(dot + 1));
 }
 
 std::unique_ptr<photos::URL> LocalPlatform::URLWithString(const std::string& text) {
@@ -169,8 +223,8 @@ std::unique_ptr<photos::URL> LocalPlatform::URLWithString(const std::string& tex
 }
 
 bool LocalPlatform::openURL(const photos::URL& url) {
-  const auto settings = connection_ ? connection_->settings() : std::nullopt;
-  return settings && (settings->opensURLs ? *settings->opensURLs : openWithSystem(url));
+  const auto current = settings();
+  return current && (current->opensURLs ? *current->opensURLs : openWithSystem(url));
 }
 
 }  // namespace platform::local

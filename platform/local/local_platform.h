@@ -3,25 +3,22 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
-#include "photos/platform.h"
-#include "platform/local/connection.h"
-#include "platform/local/database.h"
-#include "platform/local/serial_queue.h"
+#include "platform/local/destination.h"
+#include "platform/local/served_library.h"
+#include "platform/posix/posix_platform.h"
 
 namespace platform::local {
 
 /// Serves the library in a folder. The library need not be there: access is restricted while it is
 /// missing, is no local library, has another schema version or can't be read, and each request
-/// looks again; only asking for access that is granted already does not. Other processes may change
-/// the library meanwhile.
+/// looks again. Other processes may change the library meanwhile.
 ///
-/// Resource data comes before the call that asks for it has returned: handing small files over to
-/// another thread would cost as much as copying them. Changes call back from a thread of the
-/// platform's own, which ends with it.
-class LocalPlatform : public photos::Platform {
+/// All callbacks come on the calling thread, before the call has returned.
+class LocalPlatform : public posix::PosixPlatform {
  public:
-  explicit LocalPlatform(const std::filesystem::path& library);
+  explicit LocalPlatform(const std::filesystem::path& folder);
 
   [[nodiscard]] photos::AuthorizationStatus authorizationStatus(photos::AccessLevel level) override;
   void requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) override;
@@ -42,26 +39,32 @@ class LocalPlatform : public photos::Platform {
 
   void performChanges(ChangeBlock changeBlock, ChangeCompletionHandler completionHandler) override;
 
+  /// A destination in the library's own folder is neither emptied nor opened.
   void createFile(const std::string& path) override;
   [[nodiscard]] std::expected<std::unique_ptr<photos::FileHandle>, photos::Error>
   fileHandleForWriting(const std::string& path) override;
-  [[nodiscard]] std::unique_ptr<photos::SHA256> makeSHA256() override;
-  [[nodiscard]] std::string pathExtension(std::string_view filename) const override;
 
+  [[nodiscard]] std::string pathExtension(std::string_view filename) const override;
   [[nodiscard]] std::unique_ptr<photos::URL> URLWithString(const std::string& text) override;
   [[nodiscard]] bool openURL(const photos::URL& url) override;
 
  private:
-  /// The library as it is there now, or null. It stays connection_ until the next call.
-  std::shared_ptr<Connection> connection();
+  /// The library as it is there now, or null.
+  std::shared_ptr<ServedLibrary> served();
 
-  std::filesystem::path library_;
+  /// A view of it, or null.
+  std::shared_ptr<Snapshot> snapshot();
+
+  /// The settings of that library; nothing without one.
+  std::optional<library::Settings> settings();
+
+  std::filesystem::path folder_;
   std::filesystem::path databaseFile_;
-  std::optional<FileIdentity> identity_;
-  std::shared_ptr<Connection> connection_;
+  DestinationGuard guard_;
+  std::optional<library::FileIdentity> identity_;
+  std::shared_ptr<ServedLibrary> served_;
   /// Whether a read of this very library has failed and it has not been checked since.
   bool mustBeChecked_ = false;
-  SerialQueue changes_;
 };
 
 }  // namespace platform::local

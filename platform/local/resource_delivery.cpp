@@ -10,41 +10,57 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/local/originals.h"
+#include "library/originals.h"
 #include "platform/posix/descriptor.h"
 
 namespace platform::local {
 namespace {
 
+using library::Resource;
 using photos::Error;
 
-/// Larger writes take larger pieces of memory for the copy, which cost a virtual machine more.
+/// Larger chunks were slower on virtual machines, which get their memory piece by piece.
 constexpr std::int64_t chunkSize = 131072;
 
-Error originalError(const NewResource& resource, const std::string& what) {
+Error originalError(const Resource& resource, const std::string& what) {
   return {"The original “" + resource.originalFilename + "” " + what};
 }
 
-Error readError(const NewResource& resource, int error) {
+Error readError(const Resource& resource, int error) {
   return originalError(resource, "could not be read: " + std::generic_category().message(error));
+}
+
+/// Whether the row holds numbers that our programs could have written.
+bool makesSense(const Resource& resource) {
+  return resource.content.size >= 0 && (!resource.failure || resource.failure->afterBytes >= 0) &&
+         std::ranges::all_of(resource.chunks, [](std::int64_t length) {
+           return length >= 0 && length <= library::longestChunk;
+         });
 }
 
 /// The bytes of one resource, in order: a file's, or zeros.
 class Original {
  public:
-  explicit Original(const NewResource& resource) : resource_(resource) {}
+  explicit Original(const Resource& resource) : resource_(resource) {}
 
   /// Opens the file; an error when it is not what the library recorded.
-  std::optional<Error> open(const std::filesystem::path& library) {
+  std::optional<Error> open(const std::filesystem::path& folder) {
     if (!resource_.content.sha256) {
       return std::nullopt;
     }
-    const std::filesystem::path file = originalFile(library, *resource_.content.sha256);
-    file_ = posix::Descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto path = library::originalFile(folder, *resource_.content.sha256);
+    if (!path) {
+      return originalError(resource_, "has a digest that is none");
+    }
+    // O_NONBLOCK: a pipe in the file's place must not be waited for.
+    file_ = posix::Descriptor(::open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status{};
     if (!file_.isOpen() || fstat(file_.get(), &status) != 0) {
       return errno == ENOENT ? originalError(resource_, "is missing from the library")
                              : readError(resource_, errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+      return originalError(resource_, "is no file in the library");
     }
     if (status.st_size != resource_.content.size) {
       return originalError(resource_, status.st_size < resource_.content.size
@@ -54,7 +70,7 @@ class Original {
     return std::nullopt;
   }
 
-  /// Fills `buffer` with the next bytes. Without a file it stays as it is: zeros.
+  /// Fills `buffer` with the next bytes. Without a file the buffer keeps its zeros.
   std::optional<Error> read(std::span<std::byte> buffer) {
     while (file_.isOpen() && !buffer.empty()) {
       const ssize_t count = ::read(file_.get(), buffer.data(), buffer.size());
@@ -70,35 +86,33 @@ class Original {
   }
 
  private:
-  const NewResource& resource_;
+  const Resource& resource_;
   posix::Descriptor file_;
 };
 
 }  // namespace
 
-std::optional<Error> deliver(const NewResource& resource, const std::filesystem::path& library,
+std::optional<Error> deliver(const Resource& resource, const std::filesystem::path& folder,
                              bool isCloudReachable,
                              const photos::Platform::DataReceivedHandler& dataReceived) {
+  if (!makesSense(resource)) {
+    return originalError(resource, "is recorded with a number that makes no sense");
+  }
   if (resource.cloud && !isCloudReachable) {
     return originalError(resource, "is held in the cloud, which could not be reached");
   }
   Original original(resource);
-  if (auto error = original.open(library)) {
+  if (auto error = original.open(folder)) {
     return error;
   }
   const std::int64_t end = resource.failure
                                ? std::min(resource.failure->afterBytes, resource.content.size)
                                : resource.content.size;
-  if (std::ranges::any_of(resource.chunks, [](std::int64_t length) {
-        return length < 0 || length > longestChunk;
-      })) {
-    return originalError(resource, "is described with a chunk of an impossible length");
-  }
   std::vector<std::byte> buffer(static_cast<std::size_t>(std::min(end, chunkSize)));
   auto described = resource.chunks.begin();
   for (std::int64_t delivered = 0;;) {
     const bool isDescribed = described != resource.chunks.end();
-    // At the end, only empty chunks that are described come still.
+    // At the end only described empty chunks are left to deliver.
     if (delivered == end && (!isDescribed || *described != 0)) {
       break;
     }

@@ -4,18 +4,18 @@
 #include <filesystem>
 #include <optional>
 
+#include "library/model.h"
 #include "photos/platform.h"
-#include "platform/local/model.h"
 
 namespace platform::local {
 
 /// Hands the resource's content to `dataReceived`, in order, on the calling thread: first chunks
 /// of the lengths it is described with, then chunks of a fixed size. Memory does not grow with the
 /// content. Ends with an error where the resource is described to fail, when it is held in the
-/// cloud and that can't be reached, and when the file under originals/ is missing or not what the
-/// library recorded; a file of another size delivers nothing.
+/// cloud and that can't be reached, when its row makes no sense, and when the file under originals/
+/// is missing or not what the library recorded; a file of another size delivers nothing.
 [[nodiscard]] std::optional<photos::Error> deliver(
-    const NewResource& resource, const std::filesystem::path& library, bool isCloudReachable,
+    const library::Resource& resource, const std::filesystem::path& folder, bool isCloudReachable,
     const photos::Platform::DataReceivedHandler& dataReceived);
 
 }  // namespace platform::local

@@ -38,7 +38,7 @@ bool run(const char* program, std::string argument) {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
   }
-  // What this process ignores is the opener's own business.
+  // The opener inherits ignored signals: give it the default actions again.
   sigset_t defaults;
   sigemptyset(&defaults);
   sigaddset(&defaults, SIGPIPE);

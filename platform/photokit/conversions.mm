@@ -14,7 +14,7 @@ photos::Error errorOf(std::string description) {
 }  // namespace
 
 std::string textOf(NSString* string) {
-  // The bytes rather than UTF8String, which ends at a NUL and gives NULL for half a surrogate pair.
+  // Not UTF8String: that ends at a NUL, and is NULL for half a surrogate pair.
   NSData* const data = [string dataUsingEncoding:NSUTF8StringEncoding allowLossyConversion:YES];
   return data == nil ? std::string()
                      : std::string(static_cast<const char*>([data bytes]), [data length]);

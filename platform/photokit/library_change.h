@@ -5,9 +5,9 @@
 
 namespace platform::photokit {
 
-/// Performs the change on the shared library. The handlers are called as the seam has it, from the
-/// library's queue; a change block that the framework fails makes the whole change a failure. A
-/// second completion is passed on for its receiver to report.
+/// Performs the change on the shared library, with callbacks from the library's queue. An exception
+/// in the change block fails the whole change. A second completion is passed on: the continuation
+/// reports it.
 void performChange(photos::Platform::ChangeBlock changeBlock,
                    photos::Platform::ChangeCompletionHandler completionHandler);
 

@@ -20,9 +20,9 @@ class ChangeRequest : public photos::AssetChangeRequest {
   }
 };
 
-/// What the blocks of one change share. The library calls them one after the other, but may have
-/// been given them by a call that then raises: the lock is for that. A block that comes after the
-/// completion asks for nothing.
+/// What the blocks of one change share. The library calls them one after the other. The lock is for
+/// a call that queues them and then raises an exception, which completes the change on another
+/// thread. A change block that is called after the completion does nothing.
 class Change {
  public:
   Change(photos::Platform::ChangeBlock changeBlock,
@@ -38,14 +38,14 @@ class Change {
       ChangeRequest changeRequest;
       changeBlock_(changeRequest);
     } @catch (NSException* exception) {
-      // The library would go on and report the success of a change that asks for nothing.
+      // Without this the library would report the success of a change that asks for nothing.
       failure_ = errorOf(exception);
     }
   }
 
   void complete(bool success, std::optional<photos::Error> error) {
     {
-      // What the block holds is let go on this thread before the request can go on.
+      // Destroys what the block holds before the request can go on.
       const std::lock_guard lock(mutex_);
       changeBlock_ = nullptr;
       success = success && !failure_;
@@ -61,7 +61,7 @@ class Change {
   std::optional<photos::Error> failure_;
 };
 
-/// Takes what its blocks share by value, as blocks would capture a reference as such.
+/// `change` comes by value: a block captures a reference as a reference.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void start(std::shared_ptr<Change> change) {
   PHPhotoLibrary* const library = [PHPhotoLibrary sharedPhotoLibrary];

@@ -1,5 +1,5 @@
-// The library's objects as handlers see them. A getter that the framework fails gives what a
-// missing value gives; an object that is nil has no values at all.
+// The library's objects as handlers see them. A value counts as missing when the framework raises
+// an exception instead of giving it, and when the object is nil.
 #pragma once
 
 #import <Photos/Photos.h>
@@ -32,8 +32,8 @@ class PhotoKitAsset : public photos::Asset {
 
 class PhotoKitResource : public photos::AssetResource {
  public:
-  /// Reads the type at once, for it decides which resource a request means: what raises instead of
-  /// giving one raises here.
+  /// Reads the type at once, since it decides which resource a request means. Lets the framework's
+  /// exception out.
   explicit PhotoKitResource(Retained<PHAssetResource> resource)
       : resource_(std::move(resource)), type_{[resource_.get() type]} {}
 

@@ -9,11 +9,11 @@ namespace {
 
 /// Whether a walk stops at the asset of that index.
 bool isStop(PHFetchResult<PHAsset*>* assets, std::size_t index, const photos::AssetFilter& filter) {
-  // Only @try: one autorelease pool for each step would cost more than the step.
+  // Without a pool: one for each step would cost more than the step.
   @try {
     PHAsset* const asset = [assets objectAtIndex:index];
-    return filter.admits(photos::AssetMediaType{[asset mediaType]}) &&
-           secondsOf([asset creationDate]).has_value();
+    return filter.admits(photos::AssetMediaType{[asset mediaType]},
+                         [&] { return secondsOf([asset creationDate]).has_value(); });
   } @catch (NSException*) {
     return false;
   }

@@ -1,18 +1,18 @@
 // The platform on the user's Photos library.
 #pragma once
 
-#include "photos/platform.h"
+#include "platform/posix/posix_platform.h"
 
 namespace platform::photokit {
 
 /// Each operation calls the operations of PhotoKit, AppKit, Foundation and CommonCrypto that bear
-/// its name, sets no option that its arguments don't name, and keeps nothing. Files are the
-/// exception: platform/posix writes them, so that a destination means the same on every system.
+/// its name, sets no option that its arguments don't name, and keeps nothing. Destination files are
+/// the exception.
 ///
-/// What a framework fails to give, or fails with an exception, comes out as the operation's
-/// failure: access is restricted, a fetch is empty, a completion gets an error, a URL stays
-/// unopened. No operation leaves autoreleased objects to its caller, so that any thread will do.
-class PhotoKitPlatform : public photos::Platform {
+/// When a framework gives nil or raises an exception, the operation fails: access is restricted, a
+/// fetch is empty, a completion gets an error, a URL is not opened. Each operation has an
+/// autorelease pool of its own and may be called on any thread.
+class PhotoKitPlatform : public posix::PosixPlatform {
  public:
   [[nodiscard]] photos::AuthorizationStatus authorizationStatus(photos::AccessLevel level) override;
   void requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) override;
@@ -33,10 +33,6 @@ class PhotoKitPlatform : public photos::Platform {
 
   void performChanges(ChangeBlock changeBlock, ChangeCompletionHandler completionHandler) override;
 
-  void createFile(const std::string& path) override;
-  [[nodiscard]] std::expected<std::unique_ptr<photos::FileHandle>, photos::Error>
-  fileHandleForWriting(const std::string& path) override;
-  [[nodiscard]] std::unique_ptr<photos::SHA256> makeSHA256() override;
   [[nodiscard]] std::string pathExtension(std::string_view filename) const override;
 
   [[nodiscard]] std::unique_ptr<photos::URL> URLWithString(const std::string& text) override;

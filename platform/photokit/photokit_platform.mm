@@ -10,9 +10,7 @@
 #include "platform/photokit/objects.h"
 #include "platform/photokit/resource_delivery.h"
 #include "platform/photokit/retained.h"
-#include "platform/photokit/sha256.h"
 #include "platform/photokit/url.h"
-#include "platform/posix/file_handle.h"
 
 namespace platform::photokit {
 namespace {
@@ -108,15 +106,6 @@ void PhotoKitPlatform::performChanges(ChangeBlock changeBlock,
                                       ChangeCompletionHandler completionHandler) {
   performChange(std::move(changeBlock), std::move(completionHandler));
 }
-
-void PhotoKitPlatform::createFile(const std::string& path) { posix::createFile(path); }
-
-std::expected<std::unique_ptr<photos::FileHandle>, photos::Error>
-PhotoKitPlatform::fileHandleForWriting(const std::string& path) {
-  return posix::fileHandleForWriting(path);
-}
-
-std::unique_ptr<photos::SHA256> PhotoKitPlatform::makeSHA256() { return photokit::makeSHA256(); }
 
 std::string PhotoKitPlatform::pathExtension(std::string_view filename) const {
   return photokit::pathExtension(filename);

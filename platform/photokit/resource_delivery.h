@@ -7,10 +7,9 @@
 
 namespace platform::photokit {
 
-/// Asks the shared resource manager for the resource's data. The handlers are called as the seam
-/// has it, from the manager's queue. Whatever keeps a chunk or the whole request from being
-/// delivered, an exception included, comes out as an error at completion; chunks that come after
-/// the completion are dropped, and a second completion is passed on for its receiver to report.
+/// Asks the shared resource manager for the resource's data, with callbacks from its queue. An
+/// exception of the framework's is the completion's error, also when it lost a chunk. Chunks after
+/// the completion are dropped. A second completion is passed on: the continuation reports it.
 void requestData(PHAssetResource* resource, const photos::AssetResourceRequestOptions& options,
                  photos::Platform::DataReceivedHandler dataReceivedHandler,
                  photos::Platform::CompletionHandler completionHandler);

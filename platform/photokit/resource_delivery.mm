@@ -12,8 +12,8 @@
 namespace platform::photokit {
 namespace {
 
-/// What the callbacks of one request share. The manager calls them one after another, but does not
-/// promise that nothing comes after the completion: hence the lock.
+/// What the callbacks of one request share. The manager calls them one after another. The lock is
+/// for a chunk that comes after the completion, which the manager does not rule out.
 class Delivery {
  public:
   Delivery(photos::Platform::DataReceivedHandler dataReceivedHandler,
@@ -36,7 +36,7 @@ class Delivery {
   void complete(std::optional<photos::Error> error) {
     {
       const std::lock_guard lock(mutex_);
-      // What the handler holds is let go on this thread before the request can go on.
+      // Destroys what the handler holds before the request can go on.
       dataReceivedHandler_ = nullptr;
       if (!error) {
         error = lostChunk_;
@@ -52,7 +52,7 @@ class Delivery {
   std::optional<photos::Error> lostChunk_;
 };
 
-/// Takes what its blocks share by value, as blocks would capture a reference as such.
+/// `delivery` comes by value: a block captures a reference as a reference.
 void start(PHAssetResource* resource, PHAssetResourceRequestOptions* options,
            // NOLINTNEXTLINE(performance-unnecessary-value-param)
            std::shared_ptr<Delivery> delivery) {

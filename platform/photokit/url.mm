@@ -22,8 +22,8 @@ class PhotoKitURL : public photos::URL {
 
 /// Nil when the text is not a valid URL.
 NSURL* strictURL(NSString* text) {
-  // From macOS 14 on, URLWithString: escapes what is invalid instead of refusing it; the method
-  // that refuses is looked up at run time, as older systems have it not.
+  // From macOS 14 on, URLWithString: escapes invalid characters instead of refusing them. The
+  // method that refuses them is looked up at run time, since older systems lack it.
   const SEL selector = NSSelectorFromString(@"URLWithString:encodingInvalidCharacters:");
   if (![NSURL respondsToSelector:selector]) {
     return [NSURL URLWithString:text];

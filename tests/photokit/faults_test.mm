@@ -89,7 +89,9 @@ TEST_F(PhotoKitFaults, ErrorsBringTheirDescriptionOrOneOfOurs) {
                                    std::pair("", "Photos gave no reason for its failure")}) {
     const std::string error = R"(,"error":")" + std::string(text) + "\"}";
     Library& faulty = stand_in::serve(smallLibrary());
-    faulty.deliveryError = said;
+    for (DescribedResource& resource : faulty.assets[2].resources) {
+      resource.error = said;
+    }
     faulty.deletionError = said;
     EXPECT_EQ(answer("export"), R"({"ok":false,"status":"export_failed")" + error);
     EXPECT_THAT(answer("estimate"), HasSubstr("estimate_failed"));

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "tests/photokit/requests.h"
 #include "tests/photokit/stand_in.h"
 #include "tests/temporary_folder.h"
@@ -30,7 +32,9 @@ TEST(PhotoKitMemory, HoldsNoObjectAfterTenThousandRequests) {
       served.answersAtOnce = number % 4 < 2;
       served.deletionSuccess = number % 5 != 0;
       served.deletionError = error;
-      served.deliveryError = error;
+      for (DescribedResource& resource : served.assets[2].resources) {
+        resource.error = error;
+      }
       if (number % 7 == 0) {
         served.raising = {"bytes", "openURL:", "deleteAssets:", "objectAtIndex:"};
       }
@@ -49,22 +53,47 @@ TEST(PhotoKitMemory, HoldsNoObjectAfterTenThousandRequests) {
   expectFlat([StandInTemporary class], 1000);
 }
 
-TEST(PhotoKitMemory, StaysFlatOnAWalkPastManyAssets) {
+TEST(PhotoKitMemory, AWalkPastManyAssetsCostsItsReadsOfThemAndStaysFlat) {
+  constexpr int assets = 100'000;
+  constexpr int images = assets / 4 * 3;
+  constexpr int listed = 10;
   stand_in::Library large;
-  for (int number = 0; number < 10'000; ++number) {
-    large.assets.push_back({.localIdentifier = "A", .creationDate = number});
+  for (int number = 0; number < assets; ++number) {
+    const bool isVideo = number % 4 == 0;
+    large.assets.push_back(
+        {.localIdentifier = "A",
+         .creationDate = number,
+         .mediaType = isVideo ? photos::AssetMediaType::video : photos::AssetMediaType::image,
+         .resources = {{photos::AssetResourceType::photo, "IMG_0001.JPG"}}});
   }
   stand_in::serve(std::move(large));
   static_cast<void>(stand_in::liveObjects());
-  EXPECT_EQ(ask({.command = "discover", .offset = 10'000}),
-            R"({"ok":true,"status":"discovered","assets":[]})");
+  static_cast<void>(
+      ask({.command = "discover", .includeVideos = false, .offset = images - listed}));
   expectFlat([PHAsset class], 1000);
   expectFlat([StandInTemporary class], 10'000);
+  std::map<std::string, int> calls;
+  for (const std::string& call : stand_in::takeCalls()) {
+    ++calls[call.substr(0, call.find(' '))];
+  }
+  EXPECT_THAT(
+      calls,
+      testing::UnorderedElementsAre(
+          testing::Pair("authorizationStatusForAccessLevel:", 1),
+          testing::Pair("fetchAssetsWithOptions:", 1),
+          // Once for each walk: to the first listed asset, and on from each.
+          testing::Pair("count", 1 + listed), testing::Pair("objectAtIndex:", assets + listed),
+          testing::Pair("mediaType", assets + listed),
+          testing::Pair("creationDate", images + listed),
+          // These for what is listed alone.
+          testing::Pair("assetResourcesForAsset:", listed), testing::Pair("type", listed),
+          testing::Pair("localIdentifier", listed), testing::Pair("originalFilename", listed),
+          testing::Pair("modificationDate", listed)));
 }
 
 TEST(PhotoKitMemory, StaysFlatOnALongDelivery) {
   const TemporaryFolder folder;
-  stand_in::serve(smallLibrary()).chunks["IMG_0001.CR2"].assign(30'000, "chunk");
+  stand_in::serve(smallLibrary()).assets[2].resources[0].chunks.assign(30'000, "chunk");
   static_cast<void>(stand_in::liveObjects());
   EXPECT_THAT(ask(everyCommand(folder.path() / "copy")[3]),
               testing::HasSubstr(R"("bytes":150000)"));

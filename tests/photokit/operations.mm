@@ -7,7 +7,7 @@
 
 #include <utility>
 
-#include "platform/local/serial_queue.h"
+#include "tests/photokit/queue.h"
 #include "tests/photokit/stand_in.h"
 
 using stand_in::called;
@@ -59,7 +59,7 @@ NSError* newError(const std::optional<std::string>& description, long code) {
   });
 }
 
-- (void)performChanges:(void (^)(void))changeBlock
+- (void)performChanges:(dispatch_block_t)changeBlock
      completionHandler:(void (^)(BOOL success, NSError* error))completionHandler {
   called("performChanges:completionHandler:");
   stand_in::answer(^{
@@ -73,6 +73,9 @@ NSError* newError(const std::optional<std::string>& description, long code) {
     [error release];
   });
 }
+@end
+
+@implementation PHChangeRequest
 @end
 
 @implementation PHAssetChangeRequest
@@ -109,10 +112,11 @@ NSError* newError(const std::optional<std::string>& description, long code) {
                         options:(PHAssetResourceRequestOptions*)options
             dataReceivedHandler:(void (^)(NSData* data))dataReceivedHandler
               completionHandler:(void (^)(NSError* error))completionHandler {
-  const std::string& name = resource->described_->originalFilename;
-  called("requestDataForAssetResource:options:dataReceivedHandler:completionHandler:", name);
-  const bool isAvailable = !library().inCloud.contains(name) || [options isNetworkAccessAllowed];
-  const auto chunks = isAvailable ? library().chunks[name] : std::vector<std::string>();
+  const tests::DescribedResource described = *resource->described_;
+  called("requestDataForAssetResource:options:dataReceivedHandler:completionHandler:",
+         described.originalFilename);
+  const bool isAvailable = !described.isInCloud || [options isNetworkAccessAllowed];
+  const auto chunks = isAvailable ? described.chunks : std::vector<std::string>();
   stand_in::answer(^{
     for (const std::string& chunk : chunks) {
       // Foundation's init would make another kind of data of it.
@@ -121,8 +125,8 @@ NSError* newError(const std::optional<std::string>& description, long code) {
       dataReceivedHandler(data);
       [data release];
     }
-    NSError* const error = newError(isAvailable ? library().deliveryError : "It is in the cloud",
-                                    networkAccessRequired);
+    NSError* const error =
+        newError(isAvailable ? described.error : "It is in the cloud", networkAccessRequired);
     completionHandler(error);
     [error release];
   });
@@ -137,7 +141,7 @@ NSError* newError(const std::optional<std::string>& description, long code) {
 }
 - (BOOL)openURL:(NSURL*)url {
   called("openURL:", stand_in::text([url absoluteString]));
-  return YES;
+  return library().opensURLs ? YES : NO;
 }
 @end
 
@@ -150,9 +154,9 @@ int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
   return length > longest ? 1 : SHA256_Update(context, data, length);
 }
 
-// As there, the main queue is not served by the thread that the process began with, and no queue
-// has an autorelease pool. Both live for ever.
-struct StandInQueue : platform::local::SerialQueue {};
+/// As there: the thread that the process began with is let go, the main queue's work runs on
+/// another like any queue's, and no queue has an autorelease pool. Both live for ever.
+struct StandInQueue : stand_in::Queue {};
 
 dispatch_queue_t dispatch_get_main_queue() {
   static auto* const queue = new StandInQueue;

@@ -36,42 +36,42 @@ std::string description(PHFetchOptions* options) {
   return text;
 }
 
-/// What predicates and sort descriptors look at, beside the asset that it is of.
-using Record = std::pair<NSDictionary*, const DescribedAsset*>;
-
-/// By the sort descriptor, and equal ones as the library has them; first those without the value,
-/// whose place is left open.
-void sort(std::vector<Record>& records, NSSortDescriptor* order) {
-  const auto hasNone = [&](id values) { return [values valueForKey:[order key]] == nil; };
-  const auto isBefore = [&](const Record& one, const Record& other) {
-    const NSComparisonResult result = [order compareObject:one.first toObject:other.first];
-    return result == NSOrderedSame ? one.second < other.second : result == NSOrderedAscending;
-  };
-  std::ranges::sort(std::ranges::partition(records, hasNone, &Record::first), isBefore);
+/// Refuses what the library can't look at, as there. What it can is the stand-in's own choice.
+void allow(bool isAllowed) {
+  if (!isAllowed) {
+    [NSException raise:NSInvalidArgumentException format:@"Unsupported fetch options"];
+  }
 }
 
+bool passes(NSPredicate* predicate, const DescribedAsset& asset) {
+  if (predicate == nil) {
+    return true;
+  }
+  auto* const comparison = static_cast<NSComparisonPredicate*>(predicate);
+  allow([[[comparison leftExpression] keyPath] isEqual:@"creationDate"]);
+  // Without a date the list ends before it has begun.
+  return [predicate
+      evaluateWithObject:[NSDictionary dictionaryWithObjectsAndKeys:date(asset.creationDate),
+                                                                    @"creationDate", nil]];
+}
+
+/// In the order of their dates, and equal ones as the library has them; first those without one,
+/// whose place is left open.
 Objects matching(PHFetchOptions* options) {
   const stand_in::Library& library = stand_in::library();
-  if (auto* const predicate = static_cast<NSComparisonPredicate*>([options predicate]);
-      predicate != nil && ![[[predicate leftExpression] keyPath] isEqual:@"creationDate"]) {
-    [NSException raise:NSInvalidArgumentException format:@"Unsupported predicate"];
-  }
-  std::vector<Record> records;
+  Objects objects;
   for (const DescribedAsset& asset : library.assets) {
-    // Without a date the list ends before it has begun.
-    NSDictionary* const values =
-        [NSDictionary dictionaryWithObjectsAndKeys:date(asset.creationDate), @"creationDate", nil];
     if (!library.hidden.contains(asset.localIdentifier) &&
-        !library.deleted.contains(asset.localIdentifier) &&
-        ([options predicate] == nil || [[options predicate] evaluateWithObject:values])) {
-      records.emplace_back(values, &asset);
+        !library.deleted.contains(asset.localIdentifier) && passes([options predicate], asset)) {
+      objects.push_back(&asset);
     }
   }
   for (NSSortDescriptor* const order in [options sortDescriptors]) {
-    sort(records, order);
+    allow([[order key] isEqual:@"creationDate"] && [order ascending]);
+    std::ranges::sort(objects, {}, [](const DescribedAsset* asset) {
+      return std::pair(asset->creationDate, asset);
+    });
   }
-  Objects objects;
-  std::ranges::transform(records, std::back_inserter(objects), &Record::second);
   return objects;
 }
 
@@ -96,16 +96,23 @@ Objects matching(PHFetchOptions* options) {
   called("count");
   return objects_.size();
 }
-- (id)make:(NSUInteger)index {
+- (id)copyWithZone:(NSZone*)zone {
+  return [self retain];
+}
+/// Objects are there from when they are asked for.
+- (id)fault:(NSUInteger)index {
+  if (index >= objects_.size()) {
+    [NSException raise:NSRangeException format:@"%lu is beyond the result's count", index];
+  }
   PHObject* const object = [[[kind_ alloc] init] autorelease];
   object->described_ = objects_.at(index);
   return object;
 }
 - (id)objectAtIndex:(NSUInteger)index {
-  return called("objectAtIndex:", std::to_string(index)) ? nil : [self make:index];
+  return called("objectAtIndex:", std::to_string(index)) ? nil : [self fault:index];
 }
 - (id)firstObject {
-  return called("firstObject") || objects_.empty() ? nil : [self make:0];
+  return called("firstObject") || objects_.empty() ? nil : [self fault:0];
 }
 - (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState*)state
                                   objects:(id*)buffer
@@ -113,7 +120,7 @@ Objects matching(PHFetchOptions* options) {
   if (state->state == objects_.size()) {
     return 0;
   }
-  enumerated_ = [self make:state->state++];
+  enumerated_ = [self fault:state->state++];
   state->itemsPtr = &enumerated_;
   state->mutationsPtr = reinterpret_cast<unsigned long*>(&objects_);
   return 1;
@@ -121,6 +128,9 @@ Objects matching(PHFetchOptions* options) {
 @end
 
 @implementation PHObject
+- (id)copyWithZone:(NSZone*)zone {
+  return [self retain];
+}
 - (NSString*)localIdentifier {
   return called("localIdentifier") ? nil : stand_in::string(described_->localIdentifier);
 }
@@ -161,12 +171,15 @@ Objects matching(PHFetchOptions* options) {
 }
 @end
 
+@implementation PHCollection
+@end
+
 @implementation PHAssetCollection
 + (PHFetchResult*)fetchAssetCollectionsWithType:(PHAssetCollectionType)type
-                                        subtype:(PHAssetCollectionSubtype)which
+                                        subtype:(PHAssetCollectionSubtype)subtype
                                         options:(PHFetchOptions*)options {
   if (called("fetchAssetCollectionsWithType:subtype:options:",
-             std::to_string(type) + " " + std::to_string(which) + " " + description(options))) {
+             std::to_string(type) + " " + std::to_string(subtype) + " " + description(options))) {
     return nil;
   }
   // A collection is told by its identifier alone, as an asset of no other content.

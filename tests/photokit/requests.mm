@@ -22,11 +22,10 @@ stand_in::Library smallLibrary() {
                     {.localIdentifier = "A/L0/001",
                      .creationDate = 5.5,
                      .modificationDate = 6,
-                     .resources = {{photo, "IMG_0001.CR2"}, {pairedVideo, "IMG_0001.MOV"}}},
+                     .resources = {{photo, "IMG_0001.CR2", {"ab", "", "c"}},
+                                   {pairedVideo, "IMG_0001.MOV", {"video"}, true}}},
                     {.localIdentifier = "H", .creationDate = 1}};
   library.hidden = {"H"};
-  library.chunks = {{"IMG_0001.CR2", {"ab", "", "c"}}, {"IMG_0001.MOV", {"video"}}};
-  library.inCloud = {"IMG_0001.MOV"};
   return library;
 }
 

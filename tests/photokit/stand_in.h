@@ -5,8 +5,6 @@
 #import <Foundation/Foundation.h>
 #include <objc/blocks_runtime.h>
 
-#include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,9 +17,6 @@ struct Library : tests::DescribedLibrary {
   /// Assets, by their identifiers.
   std::set<std::string> hidden = {};
   std::set<std::string> deleted = {};
-  /// Resources, by their file names.
-  std::map<std::string, std::vector<std::string>> chunks = {};
-  std::set<std::string> inCloud = {};
 
   /// Callbacks come before the call that took them returns, not from the frameworks' own queue.
   bool answersAtOnce = false;
@@ -29,10 +24,6 @@ struct Library : tests::DescribedLibrary {
   /// same.
   int answers = 1;
   bool raisesOnceQueued = false;
-  /// What an error says: maybe nothing.
-  std::optional<std::string> deliveryError = {};
-  std::optional<std::string> deletionError = {};
-  bool deletionSuccess = true;
   /// Methods that raise an exception, and methods that give nil.
   std::set<std::string> raising = {};
   std::set<std::string> givingNil = {};

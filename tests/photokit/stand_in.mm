@@ -4,7 +4,7 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/local/serial_queue.h"
+#include "tests/photokit/queue.h"
 
 /// What the runtime and Foundation keep for ever; objects that are leaked are counted instead.
 extern "C" const char* __lsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier)
@@ -17,13 +17,12 @@ struct World {
   Library library;
   std::mutex mutex;
   std::vector<std::string> calls;
-  // The last, so that it ends first.
-  platform::local::SerialQueue queue;
+  Queue queue;
 };
 
 World& world() {
-  static World only;
-  return only;
+  static auto* const only = new World;
+  return *only;
 }
 
 }  // namespace

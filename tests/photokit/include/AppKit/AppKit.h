@@ -3,7 +3,11 @@
 
 #import <Foundation/Foundation.h>
 
+NS_ASSUME_NONNULL_BEGIN
+
 @interface NSWorkspace : NSObject
-+ (NSWorkspace*)sharedWorkspace;
+@property(class, readonly, strong) NSWorkspace* sharedWorkspace;
 - (BOOL)openURL:(NSURL*)url;
 @end
+
+NS_ASSUME_NONNULL_END

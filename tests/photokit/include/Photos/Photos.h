@@ -1,8 +1,9 @@
-// Stands in for the part of PhotoKit that the helper uses: the same declarations, on a library that
-// a test describes (stand_in.h). Instance variables are the stand-in's own.
+// Stands in for the part of PhotoKit that the helper uses: declarations of the same shape, on a
+// library that a test describes (stand_in.h). Instance variables are the stand-in's own.
 #pragma once
 
 #import <Foundation/Foundation.h>
+#include <dispatch/dispatch.h>
 #include <objc/blocks_runtime.h>
 
 #include <vector>
@@ -11,6 +12,8 @@ namespace tests {
 struct DescribedAsset;
 struct DescribedResource;
 }  // namespace tests
+
+NS_ASSUME_NONNULL_BEGIN
 
 typedef NS_ENUM(NSInteger, PHAccessLevel) { PHAccessLevelReadWrite = 2 };
 typedef NS_ENUM(NSInteger, PHAuthorizationStatus) { PHAuthorizationStatusNotDetermined = 0 };
@@ -27,75 +30,84 @@ typedef int32_t PHAssetResourceDataRequestID;
 + (PHAuthorizationStatus)authorizationStatusForAccessLevel:(PHAccessLevel)level;
 + (void)requestAuthorizationForAccessLevel:(PHAccessLevel)level
                                    handler:(void (^)(PHAuthorizationStatus status))handler;
-- (void)performChanges:(void (^)(void))changeBlock
-     completionHandler:(void (^)(BOOL success, NSError* error))completionHandler;
+- (void)performChanges:(dispatch_block_t)changeBlock
+     completionHandler:(nullable void (^)(BOOL success, NSError* _Nullable error))completionHandler;
 @end
 
 @interface PHFetchOptions : NSObject {
   NSPredicate* predicate_;
-  NSArray* sortDescriptors_;
+  NSArray<NSSortDescriptor*>* sortDescriptors_;
 }
-@property(readwrite, retain) NSPredicate* predicate;
-@property(readwrite, copy) NSArray* sortDescriptors;
+@property(nonatomic, strong, nullable) NSPredicate* predicate;
+@property(nonatomic, strong, nullable) NSArray<NSSortDescriptor*>* sortDescriptors;
 @end
 
-@interface PHFetchResult<ObjectType> : NSObject <NSFastEnumeration> {
+@interface PHFetchResult<__covariant ObjectType> : NSObject <NSCopying, NSFastEnumeration> {
  @public
   Class kind_;
   std::vector<const tests::DescribedAsset*> objects_;
   id enumerated_;
 }
 @property(readonly) NSUInteger count;
-@property(readonly) ObjectType firstObject;
+@property(nonatomic, readonly, nullable) ObjectType firstObject;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 @end
 
-@interface PHObject : NSObject {
+@interface PHObject : NSObject <NSCopying> {
  @public
   const tests::DescribedAsset* described_;
 }
-@property(readonly, copy) NSString* localIdentifier;
+@property(nonatomic, copy, readonly) NSString* localIdentifier;
 @end
 
 @interface PHAsset : PHObject
-@property(readonly) PHAssetMediaType mediaType;
-@property(readonly) NSDate* creationDate;
-@property(readonly) NSDate* modificationDate;
-+ (PHFetchResult<PHAsset*>*)fetchAssetsWithOptions:(PHFetchOptions*)options;
-+ (PHFetchResult<PHAsset*>*)fetchAssetsWithLocalIdentifiers:(NSArray*)identifiers
-                                                    options:(PHFetchOptions*)options;
+@property(nonatomic, assign, readonly) PHAssetMediaType mediaType;
+@property(nonatomic, strong, readonly, nullable) NSDate* creationDate;
+@property(nonatomic, strong, readonly, nullable) NSDate* modificationDate;
++ (PHFetchResult<PHAsset*>*)fetchAssetsWithOptions:(nullable PHFetchOptions*)options;
++ (PHFetchResult<PHAsset*>*)fetchAssetsWithLocalIdentifiers:(NSArray<NSString*>*)identifiers
+                                                    options:(nullable PHFetchOptions*)options;
 @end
 
-@interface PHAssetCollection : PHObject
-+ (PHFetchResult<PHAssetCollection*>*)fetchAssetCollectionsWithType:(PHAssetCollectionType)type
-                                                            subtype:(PHAssetCollectionSubtype)which
-                                                            options:(PHFetchOptions*)options;
+@interface PHCollection : PHObject
+@end
+
+@interface PHAssetCollection : PHCollection
++ (PHFetchResult<PHAssetCollection*>*)
+    fetchAssetCollectionsWithType:(PHAssetCollectionType)type
+                          subtype:(PHAssetCollectionSubtype)subtype
+                          options:(nullable PHFetchOptions*)options;
 @end
 
 @interface PHAssetResource : NSObject {
  @public
   const tests::DescribedResource* described_;
 }
-@property(readonly) PHAssetResourceType type;
-@property(readonly, copy) NSString* originalFilename;
-+ (NSArray*)assetResourcesForAsset:(PHAsset*)asset;
+@property(nonatomic, assign, readonly) PHAssetResourceType type;
+@property(nonatomic, copy, readonly) NSString* originalFilename;
++ (NSArray<PHAssetResource*>*)assetResourcesForAsset:(PHAsset*)asset;
 @end
 
 @interface PHAssetResourceRequestOptions : NSObject {
   BOOL networkAccessAllowed_;
 }
-@property(readwrite, getter=isNetworkAccessAllowed) BOOL networkAccessAllowed;
+@property(nonatomic, assign, getter=isNetworkAccessAllowed) BOOL networkAccessAllowed;
 @end
 
 @interface PHAssetResourceManager : NSObject
 + (PHAssetResourceManager*)defaultManager;
 - (PHAssetResourceDataRequestID)
     requestDataForAssetResource:(PHAssetResource*)resource
-                        options:(PHAssetResourceRequestOptions*)options
+                        options:(nullable PHAssetResourceRequestOptions*)options
             dataReceivedHandler:(void (^)(NSData* data))dataReceivedHandler
-              completionHandler:(void (^)(NSError* error))completionHandler;
+              completionHandler:(void (^)(NSError* _Nullable error))completionHandler;
 @end
 
-@interface PHAssetChangeRequest : NSObject
+@interface PHChangeRequest : NSObject
+@end
+
+@interface PHAssetChangeRequest : PHChangeRequest
 + (void)deleteAssets:(id<NSFastEnumeration>)assets;
 @end
+
+NS_ASSUME_NONNULL_END

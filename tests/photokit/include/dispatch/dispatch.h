@@ -5,6 +5,9 @@
 
 using dispatch_queue_t = struct StandInQueue*;
 using dispatch_function_t = void (*)(void*);
+#ifdef __BLOCKS__
+using dispatch_block_t = void (^)();
+#endif
 
 inline constexpr std::intptr_t DISPATCH_QUEUE_PRIORITY_DEFAULT = 0;
 

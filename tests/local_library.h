@@ -1,0 +1,24 @@
+// Local libraries of a description that every backend's tests understand.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "library/library.h"
+#include "photos/platform.h"
+#include "tests/described_library.h"
+
+namespace tests {
+
+/// Adds an asset to a library.
+[[nodiscard]] library::Result addDescribed(library::Library& library,
+                                           const std::filesystem::path& folder,
+                                           const DescribedAsset& asset);
+
+/// Makes the library in a new folder, or fails the test.
+void makeLibrary(const std::filesystem::path& folder, const DescribedLibrary& library);
+
+/// A platform that serves such a library in a folder of its own, which goes with it.
+[[nodiscard]] std::shared_ptr<photos::Platform> makeLocalPlatform(const DescribedLibrary& library);
+
+}  // namespace tests
