@@ -17,6 +17,7 @@ namespace tests {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 /// All answers to all lines, sent in one go.
 std::string answers(std::vector<std::string> command, const std::string& lines,
@@ -35,7 +36,7 @@ std::string answers(std::vector<std::string> command, const std::string& lines,
 
 void makeLibrary(const std::string& assets, const TemporaryFolder& folder) {
   std::ofstream(folder.path() / "description.json")
-      << R"({"authorization":3,"userLibraryAlbum":"ALBUM/L0/020","assets":[)" << assets << "]}";
+      << R"({"authorization":3,"userLibraryAlbum":"/ALBUM/L0/020","assets":[)" << assets << "]}";
   ChildProcess program({PHOTOS_SIM, "create", "Library", "--from", "description.json"},
                        folder.path());
   ASSERT_EQ(program.wait(), 0) << program.errors();
@@ -47,6 +48,13 @@ TEST(PhotosHelper, AnswersWhatItCannotReadAndEndsWithItsInput) {
                               "\n";
   EXPECT_EQ(answers({PHOTOS_HELPER}, "", folder), "");
   EXPECT_EQ(answers({PHOTOS_HELPER}, "\nhello\n{", folder), invalid + invalid + invalid);
+  // One level deeper than what is read, half a character, and a double that may have been another
+  // integer.
+  const std::string deep = std::string(512, '[') + std::string(512, ']');
+  for (const std::string& member : {R"("x":)" + deep, R"("x":"\ud800")"s, R"("x":"\ude00\ud83d")"s,
+                                    R"("limit":9007199254740994.0)"s}) {
+    EXPECT_EQ(answers({PHOTOS_HELPER}, R"({"command":"x",)" + member + "}", folder), invalid);
+  }
 }
 
 TEST(Serving, AnswersThousandsOfLinesOfAllKindsInOrder) {
@@ -149,7 +157,7 @@ TEST(PhotosHelper, ServesTheLibraryInTheUsersHomeFolder) {
 
 TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {
   const TemporaryFolder folder;
-  makeLibrary(R"({"localIdentifier":"A/L0/001"})", folder);
+  makeLibrary(R"({"localIdentifier":"//A//L0/001"})", folder);
   // Stands in for the opener under either system's name: notes its argument, eats input, is noisy.
   for (const char* name : {"xdg-open", "open"}) {
     std::ofstream(folder.path() / name) << "#!/bin/sh\necho noise; echo noise >&2; cat\n"
@@ -161,7 +169,7 @@ TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {
       {"/bin/sh", "-c", "trap '' CHLD; export PATH=\"$PWD:$PATH\"; exec \"$0\" serve Library",
        PHOTOS_SIM},
       folder.path());
-  const std::string request = "{\"command\":\"open\",\"assetID\":\"A/L0/001\"}\n";
+  const std::string request = "{\"command\":\"open\",\"assetID\":\"//A//L0/001\"}\n";
   program.write(request);
   EXPECT_EQ(program.readLine(), "{\"ok\":true,\"status\":\"opened_in_photos\"}\n");
   std::ofstream(folder.path() / "refuse") << "yes";

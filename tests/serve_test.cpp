@@ -14,9 +14,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/local/local_platform.h"
 #include "runtime/queues.h"
-#include "tests/local_library.h"
-#include "tests/recording_platform.h"
 
 namespace {
 
@@ -63,12 +62,12 @@ namespace tests {
 namespace {
 
 /// Tells where a request is served.
-class TellingPlatform : public RecordingPlatform {
+class TellingPlatform : public platform::local::LocalPlatform {
  public:
-  using RecordingPlatform::RecordingPlatform;
+  using LocalPlatform::LocalPlatform;
   photos::AuthorizationStatus authorizationStatus(photos::AccessLevel level) override {
     note("request");
-    return RecordingPlatform::authorizationStatus(level);
+    return LocalPlatform::authorizationStatus(level);
   }
 };
 
@@ -83,7 +82,7 @@ TEST(ServeDeathTest, RunsTheCycleOnAWorkerAndExitsOnTheMainQueue) {
     dup2(ends[0], STDIN_FILENO);
     close(ends[1]);
     std::atexit([] { note("exit"); });
-    TellingPlatform platform(makeLocalPlatform({}));
+    TellingPlatform platform("nowhere");
     app::serve(platform);
   };
   EXPECT_EXIT(serve(), testing::ExitedWithCode(0),
