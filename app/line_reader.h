@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -19,12 +20,14 @@ class LineReader {
   ~LineReader() { std::free(buffer_); }
 
   /// The next line without its "\n", valid until the next call; nothing at the end of the input or
-  /// when it cannot be read. Blocks until a whole line or the end is there.
+  /// when it cannot be read. A line for which there is no memory is passed over and comes as an
+  /// empty one: neither is a request. Blocks until a whole line or the end is there.
   std::optional<std::string_view> next() {
     releaseLargeBuffer();
+    errno = 0;
     const ssize_t length = getline(&buffer_, &capacity_, input_);
     if (length < 0) {
-      return std::nullopt;
+      return errno == ENOMEM ? std::optional(passedOver()) : std::nullopt;
     }
     std::string_view line(buffer_, static_cast<std::size_t>(length));
     if (line.ends_with('\n')) {
@@ -42,6 +45,14 @@ class LineReader {
       buffer_ = nullptr;
       capacity_ = 0;
     }
+  }
+
+  std::string_view passedOver() {
+    std::clearerr(input_);
+    int byte = 0;
+    while ((byte = std::getc(input_)) != '\n' && byte != EOF) {
+    }
+    return {};
   }
 
   FILE* input_;
