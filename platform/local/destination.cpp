@@ -17,7 +17,8 @@ std::optional<FileIdentity> identityOf(const fs::path& path) {
              : std::nullopt;
 }
 
-/// Whether one of the files below the folder is this one.
+/// Whether one of the files below the folder is this one. What can't be looked at, for want of
+/// descriptors for instance, may hold it.
 bool holds(const fs::path& folder, const FileIdentity& file) {
   std::error_code error;
   for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
@@ -26,7 +27,7 @@ bool holds(const fs::path& folder, const FileIdentity& file) {
       return true;
     }
   }
-  return false;
+  return error && error != std::errc::no_such_file_or_directory;
 }
 
 }  // namespace
