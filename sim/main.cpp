@@ -4,6 +4,7 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -124,10 +125,7 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
       ->type_name("ID");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  app::setUpProcess();
+int run(int argc, char** argv) {
   CLI::App app("Makes, fills, changes and serves local photo libraries.", "photos-sim");
   app.require_subcommand(1);
   Words words;
@@ -146,4 +144,18 @@ int main(int argc, char** argv) {
     return 1;
   }
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  app::setUpProcess();
+  try {
+    return run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    sim::say("there is not enough memory; make some free and try again");
+  } catch (const std::exception& exception) {
+    sim::say(exception.what());
+  }
+  return 1;
 }
