@@ -1,11 +1,17 @@
-"""Many programs on one library at once, and long sessions: nothing fails, and the counts are right."""
+"""Many programs on one library at once, and long sessions: every answer is one that may be given
+then, and what comes out is what was asked for."""
 
+import json
+import pathlib
+import random
 import sqlite3
 import subprocess
 import threading
 import unittest
 
-from programs import AUTHORIZED, ROUNDS, SIM, Case, Server
+from programs import AUTHORIZED, ROUNDS, SIM, TRIED, Case, Server, line
+
+MOVED = "moved_to_recently_deleted"
 
 
 def at_once(tasks):
@@ -29,37 +35,86 @@ def at_once(tasks):
 
 class Crowds(Case):
 
-    def make_synthetic(self, count):
-        self.sim("create", self.library, "--synthetic", str(count))
+    def test_everybody_at_once(self):
+        """Four reclaim, each pair of assets twice; four list and export; two import the same; one
+        restores, one sets the access, all on one library."""
+        self.make_library(80)
+        second, added = self.make_photos("second", 20)
         with Server(self.library) as server:
-            return list(self.assets(server))
-
-    def assert_reclaimed(self, count):
-        self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
-        self.assertEqual(self.rows("SELECT sum(recentlyDeleted) FROM asset"), [(count,)])
-
-    def test_eight_servers_reclaim_at_once(self):
-        identifiers = self.make_synthetic(400 if ROUNDS == 0 else 4000)
-        taken = identifiers[:len(identifiers) * 3 // 4]
-
-        def reclaim(part):
+            held = self.contents(server)
+        names = sorted(held)
+        kept, restored, taken = set(names[:20]), names[20:30], names[30:]
+        pairs = list(zip(taken[::2], taken[1::2]))
+        for _ in range(ROUNDS or 2):
+            self.start_afresh()
             with Server(self.library) as server:
-                for identifier in part:
-                    answer = server.ask("reclaim", assetIDs=[identifier])
-                    self.assertEqual(answer, {"ok": True, "status": "moved_to_recently_deleted"})
-                self.assertLess(len(self.assets(server)), len(identifiers))
+                self.assertTrue(server.ask("reclaim", assetIDs=restored)["ok"])
+            self.one_round(held, kept, restored, pairs, second, added)
+            deleted = self.rows("SELECT localIdentifier FROM asset WHERE recentlyDeleted")
+            self.assertEqual({name for name, in deleted}, set(taken))
+            self.assertEqual(self.assert_whole(), added | {held[name] for name in names[:30]})
+            self.assertEqual(self.rows("SELECT count(*) FROM asset"), [(100,)])
+            self.assert_tidy()
+            TRIED["crowds of twelve programs"] += 1
 
-        at_once([lambda first=first: reclaim(taken[first::8]) for first in range(8)])
-        self.assert_reclaimed(len(taken))
+    def one_round(self, held, kept, restored, pairs, second, added):
+        answers = {pair: [] for pair in pairs}
+        done = threading.Event()
+
+        def reclaim(some):
+            with Server(self.library) as server:
+                for pair in some:
+                    answers[pair].append(server.ask("reclaim", assetIDs=pair)["status"])
+
+        def restore():
+            for name in restored:
+                self.sim("recently-deleted", self.library, "--restore", name)
+
+        def set_access():
+            while not done.is_set():
+                self.sim("access", self.library, "--prompt-answer", AUTHORIZED)
+
+        def look():
+            while not done.is_set():
+                with Server(self.library) as server:
+                    page = server.ask("discover", limit=500)["assets"]
+                    listed = {summary["assetID"] for summary in page}
+                    self.assertLessEqual(kept, listed)
+                    for one, other in pairs:
+                        self.assertEqual(one in listed, other in listed, "half a pair")
+                    self.assertLessEqual(len(listed - set(held)), len(added))
+                    for asset in random.sample(sorted(listed), 5):
+                        answer = server.ask("export", assetID=asset, photoKitResourceType=1,
+                                            destination="/dev/null")
+                        if answer["ok"]:
+                            of_asset = {held[asset]} if asset in held else added
+                            self.assertIn(answer["sha256"], of_asset)
+                        else:
+                            self.assertEqual(answer["status"], "missing")
+                            self.assertIn(asset, {name for pair in pairs for name in pair})
+
+        def work():
+            try:
+                at_once([lambda: reclaim(pairs[::2]), lambda: reclaim(pairs[1::2]),
+                         lambda: reclaim(pairs[::-1]), restore,
+                         lambda: reclaim(pairs[:5] + pairs[-5:]),
+                         *[lambda: self.sim("import", self.library, second)] * 2])
+            finally:
+                done.set()
+
+        at_once([work, set_access, *[look] * 4])
+        for statuses in answers.values():
+            self.assertIn(MOVED, statuses)
+            self.assertLessEqual(set(statuses), {MOVED, "missing"})
 
     def test_one_session_reclaims_everything_while_a_reader_keeps_its_view(self):
-        identifiers = self.make_synthetic(500 if ROUNDS == 0 else 10_000)
+        self.sim("create", self.library, "--synthetic", "500" if ROUNDS == 0 else "10000")
         reader = sqlite3.connect(self.library / "library.sqlite", isolation_level=None)
         reader.execute("BEGIN")
         count = "SELECT count(*) FROM asset WHERE recentlyDeleted = 0"
         before = reader.execute(count).fetchone()
         with Server(self.library) as server:
-            left, batch = identifiers, 0
+            left, batch = list(self.assets(server)), 0
             while left:
                 size = (1, 3, 20)[batch % 3]
                 answer = server.ask("reclaim", assetIDs=left[:size])
@@ -68,39 +123,53 @@ class Crowds(Case):
                 self.assertEqual(server.ask("discover", limit=1)["assets"] == [], not left)
         self.assertEqual(reader.execute(count).fetchone(), before)
         reader.close()
-        self.assert_reclaimed(len(identifiers))
+        self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
+        self.assertEqual(self.rows(count), [(0,)])
 
-    def test_servers_and_access_during_an_import(self):
-        photos, digests = self.make_photos("photos", 40 if ROUNDS == 0 else 1000)
-        self.sim("create", self.library)
-        self.sim("access", self.library, AUTHORIZED)
-        with Server(self.library) as poller, subprocess.Popen(
-                [SIM, "import", self.library, photos], stderr=subprocess.DEVNULL) as importing:
 
-            def poll():
-                while importing.poll() is None:
-                    self.assertEqual(poller.ask("discover")["status"], "discovered")
+class Sessions(Case):
 
-            def start_servers():
-                while importing.poll() is None:
-                    with Server(self.library) as server:
-                        self.assertEqual(server.ask("discover")["status"], "discovered")
+    def test_a_long_session_keeps_its_memory_descriptors_and_threads(self):
+        (self.folder / "description.json").write_text(json.dumps(
+            {"authorization": 3, "opensURLs": True, "assets": [
+                {"localIdentifier": name, "creationDate": 1, "resources": [
+                    {"type": 1, "originalFilename": "a.jpg", "text": name}]}
+                for name in map(str, range(20))]}))
+        self.sim("create", self.library, "--from", "description.json")
+        original = {"assetID": "1", "photoKitResourceType": 1}
+        requests = {"authorized": line("authorize"), "discovered": line("discover", limit=20),
+                    "estimated": line("estimate", **original),
+                    "exported": line("export", **original, destination="exported"),
+                    "opened_in_photos": line("open", assetID="1"),
+                    "missing": line("reclaim", assetIDs=["1", "none"])}
+        # One asset is reclaimed at the end of each batch, and put back.
+        lines = [*requests.values()] * 33 + [line("reclaim", assetIDs=["2", "3"])]
+        statuses = [*requests] * 33 + [MOVED]
+        batches = 150 if ROUNDS == 0 else 1_000_000 // len(lines) + 1
+        database = sqlite3.connect(self.library / "library.sqlite", isolation_level=None)
+        used = []
+        with subprocess.Popen([SIM, "serve", "Library"], cwd=self.folder, stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE) as server:
+            for _ in range(batches):
+                server.stdin.write(b"".join(lines))
+                server.stdin.flush()
+                answers = [json.loads(server.stdout.readline())["status"] for _ in lines]
+                self.assertEqual(answers, statuses)
+                database.execute("UPDATE asset SET recentlyDeleted = 0")
+                used.append(self.use_of(server.pid))
+                TRIED["requests in one session"] += len(lines)
+        database.close()
+        memory, descriptors, threads = zip(*used[len(used) // 5:])
+        self.assertEqual((min(descriptors), min(threads)), (max(descriptors), max(threads)))
+        self.assertLess(max(memory) - memory[0], 512, "KiB more than after the warm-up")
 
-            def read_access():
-                while importing.poll() is None:
-                    self.sim("access", self.library)
-
-            at_once([poll, start_servers, read_access])
-        self.assertEqual(importing.returncode, 0)
-        self.assertEqual(self.assert_whole(), digests)
-
-    def test_two_imports_at_once(self):
-        photos, digests = self.make_photos("photos", 30 if ROUNDS == 0 else 300)
-        self.sim("create", self.library)
-        at_once([lambda: self.sim("import", self.library, photos)] * 2)
-        self.sim("access", self.library, AUTHORIZED)
-        self.assertEqual(self.assert_whole(), digests)
-        self.assertEqual(self.rows("SELECT count(*) FROM asset"), [(len(digests),)])
+    @staticmethod
+    def use_of(process):
+        """KiB of memory, descriptors and threads."""
+        folder = pathlib.Path("/proc") / str(process)
+        status = dict(text.split(":", 1) for text in (folder / "status").read_text().splitlines())
+        return (int(status["VmRSS"].split()[0]), len(list((folder / "fd").iterdir())),
+                int(status["Threads"]))
 
 
 if __name__ == "__main__":

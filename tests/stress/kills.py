@@ -1,68 +1,68 @@
-"""Programs killed at each single change that they make to a file: the library stays whole."""
+"""Programs killed at each single change that they make to a file, and at any moment by the clock:
+the library stays whole, and the same command does the rest."""
 
 import json
 import os
-import shutil
+import random
 import signal
 import subprocess
+import time
 import unittest
 
-from programs import AUTHORIZED, KILLER, SIM, Case, Server
-
-
-def environment(number, only_file):
-    return {**os.environ, "LD_PRELOAD": str(KILLER), "KILL_AT_WRITE": str(number),
-            "KILL_IN_FILE": only_file}
+from programs import KILLER, ROUNDS, SIM, TRIED, Case, Server, line
 
 
 class Kills(Case):
-    """Each kind of change, killed at its first write, its second, ... until it is done."""
 
-    def each_kill(self, run, check, only_file=""):
-        """Runs it on a fresh copy of the library each time, killed ever later; checks after each,
-        being told whether it was done before it could be killed."""
-        if self.library.exists():
-            self.library.rename(self.folder / "before")
-        number, done = 0, False
+    def each_kill(self, words, check, requests=b"", only_file=""):
+        """Runs the command on the same library each time, killed ever later until it is done, then
+        at moments by the clock. Tells `check` whether it was done, and its output."""
+        number, done, took = 0, False, 0.0
         while not done:
             number += 1
-            for left in [self.library, *self.folder.glob(".Library.*")]:
-                shutil.rmtree(left, ignore_errors=True)
-            if (self.folder / "before").exists():
-                shutil.copytree(self.folder / "before", self.library)
-            status = run(environment(number, only_file))
-            done = status == 0
+            done, took, output = self.run_killed(words, requests, KILL_AT_WRITE=str(number),
+                                                 LD_PRELOAD=str(KILLER), KILL_IN_FILE=only_file)
             with self.subTest(number=number):
-                self.assertIn(status, (0, -signal.SIGKILL))
-                check(done)
+                check(done, output)
         self.assertGreater(number, 3, "nothing was killed")
+        TRIED["kills at a change"] += number - 1
+        for _ in range(ROUNDS or 3):
+            moment = random.uniform(0, took)
+            done, _, output = self.run_killed(words, requests, moment)
+            with self.subTest(moment=moment):
+                check(done, output)
+            TRIED["kills by the clock"] += not done
 
-    def run_sim(self, *words):
-        def run(env):
-            return subprocess.run([SIM, *words], cwd=self.folder, env=env, capture_output=True,
-                                  check=False).returncode
-        return run
-
-    def make_library(self, count=4):
-        photos, digests = self.make_photos("first", count)
-        self.sim("import", self.library, photos)
-        self.sim("access", self.library, AUTHORIZED)
-        return digests
+    def run_killed(self, words, requests, moment=None, **environment):
+        """Whether it was done before it was killed, the seconds that it ran, and its output."""
+        self.start_afresh()
+        began = time.monotonic()
+        process = subprocess.Popen([SIM, *words], cwd=self.folder, env={**os.environ, **environment},
+                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                   stderr=subprocess.DEVNULL)
+        try:
+            output, _ = process.communicate(requests, moment)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            output, _ = process.communicate()
+        took = time.monotonic() - began
+        self.assertIn(process.returncode, (0, -signal.SIGKILL))
+        return process.returncode == 0, took, output
 
     def import_killed(self, count, only_file=""):
         before = self.make_library()
         photos, added = self.make_photos("second", count)
 
-        def check(done):
+        def check(done, _):
             held = self.assert_whole()
             self.assertTrue(before <= held <= before | added)
             self.assertTrue(not done or held == before | added)
             self.sim("import", self.library, photos)
             self.assertEqual(self.assert_whole(), before | added)
             self.assertEqual(self.rows("SELECT count(*) FROM asset"), [(4 + count,)])
-            self.assertEqual(list((self.library / "originals").glob(".incomplete-*")), [])
+            self.assert_tidy()
 
-        self.each_kill(self.run_sim("import", self.library, photos), check, only_file)
+        self.each_kill(["import", self.library, photos], check, only_file=only_file)
 
     def test_import(self):
         self.import_killed(2)
@@ -73,72 +73,99 @@ class Kills(Case):
     def test_import_into_a_new_library(self):
         photos, added = self.make_photos("photos", 1)
 
-        def check(done):
+        def check(done, _):
             self.assertTrue(self.library.exists() or not done)
             self.sim("import", self.library, photos)
-            self.sim("access", self.library, AUTHORIZED)
+            self.sim("access", self.library, "authorized")
             self.assertEqual(self.assert_whole(), added)
+            self.assert_tidy()
 
-        self.each_kill(self.run_sim("import", self.library, photos), check)
+        self.each_kill(["import", self.library, photos], check)
 
-    def test_create(self):
+    def create_killed(self, *words):
+        everything = "SELECT * FROM asset JOIN resource ON asset = id"
+        self.sim("create", self.library, *words)
+        expected = self.rows(everything)
+        self.library.rename(self.folder / "other")
+
+        def check(done, _):
+            if not self.library.exists():
+                self.assertFalse(done)
+                self.sim("create", self.library, *words)
+            self.assert_whole()
+            self.assertEqual(self.rows(everything), expected)
+            self.assert_tidy()
+
+        self.each_kill(["create", self.library, *words], check)
+
+    def test_create_from_a_description(self):
         (self.folder / "description.json").write_text(json.dumps(
             {"authorization": 3, "assets": [
-                {"creationDate": number, "resources": [
+                {"localIdentifier": str(number), "creationDate": number, "resources": [
                     {"type": 1, "originalFilename": "a.jpg", "text": str(number)}]}
                 for number in range(3)]}))
-        words = ["create", self.library, "--from", "description.json"]
+        self.create_killed("--from", "description.json")
 
-        def check(done):
-            self.assertTrue(self.library.exists() or not done)
-            if not self.library.exists():
-                self.sim(*words)
-            self.assertEqual(len(self.assert_whole()), 3)
-
-        self.each_kill(self.run_sim(*words), check)
+    def test_create_synthetic(self):
+        self.create_killed("--synthetic", "2")
 
     def test_access(self):
         self.make_library()
 
-        def check(done):
+        def check(done, _):
             self.assert_whole()
             status = self.sim("access", self.library).split()[0]
             self.assertIn(status, ["4"] if done else ["3", "4"])
+            self.sim("access", self.library, "limited")
 
-        self.each_kill(self.run_sim("access", self.library, "limited"), check)
+        self.each_kill(["access", self.library, "limited"], check)
+
+    def test_export(self):
+        digests = self.make_library(1, size=1_000_000)
+        content = next((self.folder / "first").iterdir()).read_bytes()
+        with Server(self.library) as server:
+            asset, = self.assets(server)
+        request = {"assetID": asset, "photoKitResourceType": 1, "destination": "exported"}
+        exported = self.folder / "exported"
+
+        def check(done, _):
+            written = exported.read_bytes() if exported.exists() else b""
+            self.assertTrue(written == content if done else content.startswith(written))
+            self.assertEqual(self.assert_whole(), digests)
+            self.assert_tidy()
+            exported.unlink(missing_ok=True)
+
+        self.each_kill(["serve", "Library"], check, line("export", **request))
+
+    def some_assets(self):
+        self.make_library()
+        with Server(self.library) as server:
+            return sorted(self.assets(server))[:3]
 
     def test_reclaim(self):
-        self.make_library()
-        with Server(self.library) as server:
-            chosen = sorted(self.assets(server))[:3]
-        answers = []
+        request = line("reclaim", assetIDs=self.some_assets())
 
-        def run(env):
-            server = Server(self.library, env=env)
-            answers.append(server.ask("reclaim", assetIDs=chosen))
-            status, _ = server.end()
-            return status
-
-        def check(_):
+        def check(_, answer):
             left = len(self.assert_whole())
-            if answers[-1] is None:
-                self.assertIn(left, [1, 4])
-            else:
-                self.assertEqual((answers[-1]["ok"], left), (True, 1))
+            self.assertIn(left, [1] if answer else [1, 4])
+            self.assertTrue(not answer or json.loads(answer)["ok"])
 
-        self.each_kill(run, check)
+        self.each_kill(["serve", self.library], check, request)
 
     def test_restore(self):
-        self.make_library()
+        chosen = self.some_assets()
         with Server(self.library) as server:
-            chosen = sorted(self.assets(server))[:3]
             self.assertTrue(server.ask("reclaim", assetIDs=chosen)["ok"])
         words = ["recently-deleted", self.library, "--restore", *chosen]
 
-        def check(done):
-            self.assertIn(len(self.assert_whole()), [4] if done else [1, 4])
+        def check(done, _):
+            left = len(self.assert_whole())
+            self.assertIn(left, [4] if done else [1, 4])
+            if left == 1:
+                self.sim(*words)
+                self.assertEqual(len(self.assert_whole()), 4)
 
-        self.each_kill(self.run_sim(*words), check)
+        self.each_kill(words, check)
 
 
 if __name__ == "__main__":

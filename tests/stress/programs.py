@@ -1,9 +1,12 @@
 """What the stress tests share: the programs, libraries to try them on, and what must hold of one."""
 
+import atexit
+import collections
 import hashlib
 import json
 import os
 import pathlib
+import shutil
 import sqlite3
 import subprocess
 import tempfile
@@ -15,35 +18,32 @@ KILLER = BUILD / "tests" / "kill_at_write.so"
 # 0: the few tries that every run of the tests makes.
 ROUNDS = int(os.environ.get("ROUNDS", "0"))
 AUTHORIZED = "3"
+# How often what was tried; told at the end.
+TRIED = collections.Counter()
+atexit.register(lambda: print(*(f"{count} {what}" for what, count in TRIED.items()), sep="\n"))
 
 
 class Server:
     """A helper on a library, asked one request at a time."""
 
-    def __init__(self, library, **more):
+    def __init__(self, library):
         self.process = subprocess.Popen([SIM, "serve", library], stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE, **more)
+                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
     def ask(self, command, **fields):
-        """The answer; None when the helper has gone."""
-        try:
-            self.process.stdin.write(json.dumps({"command": command, **fields}).encode() + b"\n")
-            self.process.stdin.flush()
-        except BrokenPipeError:
-            return None
-        line = self.process.stdout.readline()
-        return json.loads(line) if line.endswith(b"\n") else None
-
-    def end(self):
-        """The exit status, and what standard error was told."""
-        _, errors = self.process.communicate()
-        return self.process.returncode, errors.decode()
+        self.process.stdin.write(line(command, **fields))
+        self.process.stdin.flush()
+        return json.loads(self.process.stdout.readline())
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
-        self.end()
+        self.process.communicate()
+
+
+def line(command, **fields):
+    return json.dumps({"command": command, **fields}).encode() + b"\n"
 
 
 class Case(unittest.TestCase):
@@ -55,12 +55,11 @@ class Case(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
         self.library = self.folder / "Library"
 
-    def sim(self, *words, succeeds=True, **more):
+    def sim(self, *words):
         """Runs photos-sim; its standard output."""
         done = subprocess.run([SIM, *words], cwd=self.folder, capture_output=True, text=True,
-                              check=False, **more)
-        if succeeds:
-            self.assertEqual(done.returncode, 0, f"{words}: {done.stderr}")
+                              check=False)
+        self.assertEqual(done.returncode, 0, f"{words}: {done.stderr}")
         return done.stdout
 
     def make_photos(self, name, count, size=3000):
@@ -73,6 +72,25 @@ class Case(unittest.TestCase):
             digests.add(hashlib.sha256(content).hexdigest())
             (photos / f"IMG_{number:04}_{'x' * 200}.JPG").write_bytes(content)
         return photos, digests
+
+    def make_library(self, count=4, **more):
+        """A library of photos from the folder "first", and their digests."""
+        photos, digests = self.make_photos("first", count, **more)
+        self.sim("import", self.library, photos)
+        self.sim("access", self.library, AUTHORIZED)
+        return digests
+
+    def start_afresh(self):
+        """Puts the library back to what it was at the first call; removes what lies beside it."""
+        before = self.folder / "before"
+        if not before.exists():
+            before.mkdir()
+            if self.library.exists():
+                self.library.rename(before / "Library")
+        for left in [self.library, *self.library.parent.glob(".*.incomplete-*")]:
+            shutil.rmtree(left, ignore_errors=True)
+        if (before / "Library").exists():
+            shutil.copytree(before / "Library", self.library)
 
     def rows(self, query):
         """What the query gives, as SQLite alone reads the library."""
@@ -94,16 +112,30 @@ class Case(unittest.TestCase):
             offset = page.get("nextOffset")
         return listed
 
-    def assert_whole(self):
-        """The library opens, is intact, and delivers every byte of every resource."""
-        self.sim("access", self.library)
-        digests = set()
-        with Server(self.library) as server:
-            for asset, types in self.assets(server).items():
-                for kind in types:
-                    answer = server.ask("export", assetID=asset, photoKitResourceType=kind,
-                                        destination="/dev/null")
-                    self.assertEqual(answer["status"], "exported", answer)
-                    digests.add(answer["sha256"])
-        self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
+    def contents(self, server):
+        """The digest of each listed asset's one resource, as it was exported."""
+        digests = {}
+        for asset, types in self.assets(server).items():
+            answer = server.ask("export", assetID=asset, photoKitResourceType=types[0],
+                                destination="/dev/null")
+            self.assertEqual((answer["status"], len(types)), ("exported", 1), answer)
+            digests[asset] = answer["sha256"]
         return digests
+
+    def assert_whole(self):
+        """The library opens, is intact, holds no file that is not its own, and delivers every byte
+        of every asset, whose digests this gives."""
+        self.sim("access", self.library)
+        with Server(self.library) as server:
+            digests = set(self.contents(server).values())
+        self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
+        self.assertLessEqual({file.name for file in self.library.iterdir()},
+                             {"originals", *(f"library.sqlite{end}" for end in ("", "-wal", "-shm"))})
+        return digests
+
+    def assert_tidy(self):
+        """Each file among the originals is a resource's."""
+        originals = self.library / "originals"
+        self.assertEqual({file.name for file in originals.rglob("*") if file.is_file()},
+                         {digest for digest, in self.rows(
+                             "SELECT sha256 FROM resource WHERE sha256 NOTNULL")})
