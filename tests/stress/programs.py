@@ -50,7 +50,10 @@ class Case(unittest.TestCase):
     """A test with a folder of its own, `self.folder`, in which all its programs run."""
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="photos-helper-stress-")
+        # In memory: what a killed program has written is the system's, so that waiting for a disk
+        # would show nothing more.
+        folder = tempfile.TemporaryDirectory(prefix="photos-helper-stress-",
+                                             dir=os.environ.get("TMPDIR", "/dev/shm"))
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
         self.library = self.folder / "Library"
