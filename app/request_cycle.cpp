@@ -27,6 +27,15 @@ void bufferStandardOutput() {
 /// The response to a line that can't be decoded.
 const protocol::Response invalidRequest{.ok = false, .status = "invalid_request"};
 
+/// The same as a line, for when there is no memory to encode it.
+constexpr std::string_view invalidRequestLine = R"({"ok":false,"status":"invalid_request"})"
+                                                "\n";
+
+void write(std::string_view line) {
+  std::fwrite(line.data(), 1, line.size(), stdout);
+  std::fflush(stdout);
+}
+
 /// Decodes the line. Bytes that are not UTF-8 are replaced by U+FFFD first.
 std::optional<protocol::Request> decoded(std::string_view line, protocol::RequestDecoder& decoder) {
   if (utf8::is_valid(line)) {
@@ -46,8 +55,8 @@ void answer(std::string_view line, protocol::RequestDecoder& decoder, photos::Pl
     const std::optional<protocol::Request> request = decoded(line, decoder);
     emit(request ? dispatch::response(*request, platform) : invalidRequest);
   } catch (const std::bad_alloc&) {
-    // The line may be too large for memory. All that it took is free again: answer and go on.
-    emit(invalidRequest);
+    // All that the line took is free again, except the line itself: answer and go on.
+    write(invalidRequestLine);
   }
 }
 
@@ -68,8 +77,7 @@ void emit(const protocol::Response& response) {
     return;
   }
   line->push_back('\n');
-  std::fwrite(line->data(), 1, line->size(), stdout);
-  std::fflush(stdout);
+  write(*line);
 }
 
 }  // namespace app
