@@ -1,4 +1,7 @@
-#include <openssl/evp.h>
+// The functions of OpenSSL 1.1. Those that replace them need memory, and crash at their first use
+// where there is none.
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include <openssl/sha.h>
 
 #include "platform/posix/sha256.h"
 
@@ -7,25 +10,20 @@ namespace {
 
 class OpenSSLSHA256 : public photos::SHA256 {
  public:
-  OpenSSLSHA256() : context_(EVP_MD_CTX_new()) {
-    EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr);
-  }
+  OpenSSLSHA256() { SHA256_Init(&context_); }
 
   void update(std::span<const std::byte> bytes) override {
-    EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size());
+    SHA256_Update(&context_, bytes.data(), bytes.size());
   }
 
   [[nodiscard]] photos::SHA256Digest finalize() override {
     photos::SHA256Digest digest{};
-    EVP_DigestFinal_ex(context_.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr);
+    SHA256_Final(reinterpret_cast<unsigned char*>(digest.data()), &context_);
     return digest;
   }
 
  private:
-  struct Free {
-    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
-  };
-  std::unique_ptr<EVP_MD_CTX, Free> context_;
+  SHA256_CTX context_{};
 };
 
 }  // namespace
