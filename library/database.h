@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <expected>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -142,6 +143,9 @@ class Database {
       return {};
     } catch (const SQLite::Exception& exception) {
       return std::unexpected(failure(exception));
+    } catch (const std::bad_alloc&) {
+      failed_ = true;
+      throw;
     }
   }
 

@@ -1,5 +1,7 @@
 #include "platform/local/served_library.h"
 
+#include <new>
+
 namespace platform::local {
 
 std::shared_ptr<Snapshot> Snapshot::of(std::shared_ptr<ServedLibrary> served) {
@@ -26,7 +28,13 @@ Snapshot::Snapshot(std::shared_ptr<ServedLibrary> served) : served_(std::move(se
   }
 }
 
-Snapshot::~Snapshot() { static_cast<void>(served_->library.database().run("COMMIT")); }
+Snapshot::~Snapshot() {
+  try {
+    static_cast<void>(served_->library.database().run("COMMIT"));
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
+    // The database remembers the failure: the next request opens it anew.
+  }
+}
 
 bool Snapshot::readMoreOfOrder() {
   return served_->order.readMore(served_->library.database()).value_or(false);
