@@ -1,55 +1,26 @@
 // Preloaded into a program, kills it at a change that it makes to a file, by number: a write is
 // half done then, anything else not begun.
 //
-// KILL_AT_WRITE is the number of the change, counted from 1; KILL_IN_FILE, if set, is the end of
-// the path of the only file whose writes count.
+// KILL_AT_WRITE is the number of the change, counted from 1.
 #include <dlfcn.h>
-#include <limits.h>  // NOLINT(modernize-deprecated-headers): PATH_MAX is POSIX's
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
-#include <string>
-#include <string_view>
 
 namespace {
 
-std::string variable(const char* name) {
-  const char* const value = std::getenv(name);
-  return value == nullptr ? "" : value;
+bool isDue() {
+  static std::atomic<long> changesLeft = std::atol(std::getenv("KILL_AT_WRITE"));
+  return changesLeft.fetch_sub(1) == 1;
 }
-
-std::atomic<long>& changesLeft() {
-  static std::atomic<long> left = std::atol(variable("KILL_AT_WRITE").c_str());
-  return left;
-}
-
-const std::string& onlyFile() {
-  static const std::string file = variable("KILL_IN_FILE");
-  return file;
-}
-
-bool isDue() { return changesLeft().fetch_sub(1) == 1; }
 
 bool isWriteDue(int descriptor) {
   struct stat status{};
-  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-    return false;
-  }
-  if (!onlyFile().empty()) {
-    std::array<char, PATH_MAX> path{};
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    const ssize_t length = readlink(link.c_str(), path.data(), path.size());
-    if (length < 0 ||
-        !std::string_view(path.data(), static_cast<std::size_t>(length)).ends_with(onlyFile())) {
-      return false;
-    }
-  }
-  return isDue();
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && isDue();
 }
 
 void killNow() { static_cast<void>(std::raise(SIGKILL)); }
@@ -62,7 +33,7 @@ Function real(const char* name) {
 
 template <class... Arguments>
 int change(const char* name, Arguments... arguments) {
-  if (onlyFile().empty() && isDue()) {
+  if (isDue()) {
     killNow();
   }
   return real<int (*)(Arguments...)>(name)(arguments...);
