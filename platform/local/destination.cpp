@@ -1,7 +1,11 @@
 #include "platform/local/destination.h"
 
+#include <dirent.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <memory>
+#include <string_view>
 #include <system_error>
 
 namespace platform::local {
@@ -17,17 +21,27 @@ std::optional<FileIdentity> identityOf(const fs::path& path) {
              : std::nullopt;
 }
 
-/// Whether one of the files below the folder is this one. What can't be looked at, for want of
-/// descriptors for instance, may hold it.
+/// Whether one of the files below the folder is this one. A folder that can't be read, for want of
+/// descriptors for instance, may hold it. The iterators of std::filesystem would abort where there
+/// is no memory.
 bool holds(const fs::path& folder, const FileIdentity& file) {
-  std::error_code error;
-  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (identityOf(entry->path()) == file) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> opened(opendir(folder.c_str()), closedir);
+  if (!opened) {
+    return errno != ENOENT;
+  }
+  errno = 0;
+  while (const dirent* const entry = readdir(opened.get())) {
+    const std::string_view name = entry->d_name;
+    const fs::path path = folder / name;
+    struct stat status{};
+    const bool isFolder = lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    if (identityOf(path) == file ||
+        (isFolder && name != "." && name != ".." && holds(path, file))) {
       return true;
     }
+    errno = 0;
   }
-  return error && error != std::errc::no_such_file_or_directory;
+  return errno != 0;
 }
 
 }  // namespace
