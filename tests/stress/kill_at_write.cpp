@@ -14,7 +14,8 @@
 namespace {
 
 bool isDue() {
-  static std::atomic<long> changesLeft = std::atol(std::getenv("KILL_AT_WRITE"));
+  static const char* const number = std::getenv("KILL_AT_WRITE");
+  static std::atomic<long> changesLeft = number == nullptr ? 0 : std::atol(number);
   return changesLeft.fetch_sub(1) == 1;
 }
 

@@ -22,7 +22,7 @@ class Limited(Case):
         super().setUp()
         self.set_up_disk()
         self.held = self.make_library()
-        self.second, self.added = self.make_photos("second", 3)
+        self.second, self.added = self.make_photos("second", 3, size=200_000)
         (self.folder / "description.json").write_text(json.dumps({"assets": [
             {"resources": [{"type": 1, "originalFilename": "a", "text": "a" * 20_000}]}] * 20}))
         self.first, *_, last = sorted(self.held)
