@@ -135,7 +135,7 @@ class Sessions(Case):
         database.close()
         memory, descriptors, threads = zip(*used[len(used) // 5:])
         self.assertEqual((min(descriptors), min(threads)), (max(descriptors), max(threads)))
-        self.assertLess(max(memory) - memory[0], 512, "KiB more than after the warm-up")
+        self.assertLess(max(memory) - memory[0], 256, "KiB more than after the warm-up")
 
     @staticmethod
     def use_of(process):
