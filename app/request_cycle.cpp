@@ -49,17 +49,6 @@ std::optional<protocol::Request> decoded(std::string_view line, protocol::Reques
   return decoder.decode(repaired);
 }
 
-/// Serves the request in the line and writes the response.
-void answer(std::string_view line, protocol::RequestDecoder& decoder, photos::Platform& platform) {
-  try {
-    const std::optional<protocol::Request> request = decoded(line, decoder);
-    emit(request ? dispatch::response(*request, platform) : invalidRequest);
-  } catch (const std::bad_alloc&) {
-    // All that the line took is free again, except the line itself: answer and go on.
-    write(invalidRequestLine);
-  }
-}
-
 }  // namespace
 
 void run(photos::Platform& platform) {
@@ -67,8 +56,19 @@ void run(photos::Platform& platform) {
   protocol::RequestDecoder decoder;
   LineReader lines(stdin);
   while (const std::optional<std::string_view> line = lines.next()) {
-    answer(*line, decoder, platform);
+    try {
+      emit(answer(*line, decoder, platform));
+    } catch (const std::bad_alloc&) {
+      // All that the line took is free again, except the line itself: answer and go on.
+      write(invalidRequestLine);
+    }
   }
+}
+
+protocol::Response answer(std::string_view line, protocol::RequestDecoder& decoder,
+                          photos::Platform& platform) {
+  const std::optional<protocol::Request> request = decoded(line, decoder);
+  return request ? dispatch::response(*request, platform) : invalidRequest;
 }
 
 void emit(const protocol::Response& response) {

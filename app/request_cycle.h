@@ -1,7 +1,10 @@
 // The cycle that drives everything: one line in, one line out.
 #pragma once
 
+#include <string_view>
+
 #include "photos/platform.h"
+#include "protocol/request_decoder.h"
 #include "protocol/response.h"
 
 namespace app {
@@ -9,6 +12,11 @@ namespace app {
 /// Answers the lines of standard input, one at a time and in order, until it ends or cannot be
 /// read. Blocks the calling thread, which is never the main one. Called once.
 void run(photos::Platform& platform);
+
+/// The response to one line, any bytes without its "\n". Keeps nothing for the next one. Throws
+/// std::bad_alloc when there is no memory for it.
+[[nodiscard]] protocol::Response answer(std::string_view line, protocol::RequestDecoder& decoder,
+                                        photos::Platform& platform);
 
 /// Writes the response to standard output as one line, in one piece, and flushes it. A response
 /// that cannot be encoded is not written; whether the write succeeds is not looked at. Throws
