@@ -30,9 +30,13 @@ std::unique_ptr<photos::Asset> OrderedAssets::objectAtIndex(std::size_t index) {
   }
   std::size_t place = index - runBegin_;
   if (place >= run_.size() || run_[place].row != asset) {
-    run_ = snapshot()->library().assetsFrom(*date, asset, runLength).value_or(Run(1));
+    run_ = snapshot()->library().assetsFrom(*date, asset, runLength).value_or(Run());
     runBegin_ = index;
     place = 0;
+    // A damaged index need not find what it has listed.
+    if (run_.empty() || run_.front().row != asset) {
+      return assetOfRow(asset);
+    }
   }
   // Moved out. An asset that is asked for again is read again.
   return std::make_unique<LocalAsset>(snapshot(), std::exchange(run_[place], {}));
