@@ -125,9 +125,12 @@ std::expected<Database, Error> Database::open(const fs::path& folder) {
       return std::unexpected(versionError(file, version));
     }
     keepWALOnClose(database, false);
-    // A commit is on disk before it is answered. The cache holds up to 100 MB, so that a million
-    // assets are listed without reading a page of the database twice.
-    database.exec("PRAGMA synchronous = FULL; PRAGMA cache_size = -100000");
+    // Somebody may have taken it out of WAL mode, in which a change waits for the end of all reads:
+    // reclaim would wait for the fetch that it works on. A commit is on disk before it is answered.
+    // The cache holds up to 100 MB, so that a million assets are listed without reading a page of
+    // the database twice.
+    database.exec(
+        "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -100000");
     return Database(std::move(database));
   } catch (const SQLite::Exception& exception) {
     return std::unexpected(openError(file, exception.what()));

@@ -84,6 +84,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const char* request : requests) {
       const auto answer = helper.answer(request);
       require(damaged != whole || answer.at("ok") == true, "a whole library serves all requests");
+      require(!answer.contains("error") ||
+                  std::string(answer.at("error").as_string()).find("database is locked") ==
+                      std::string::npos,
+              "the helper does not wait for itself");
     }
   }
   for (const auto& place : {fuzz::scratch(), fuzz::exportsFolder()}) {
