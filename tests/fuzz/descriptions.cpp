@@ -81,7 +81,7 @@ void checkLibrary(fuzz::Helper& helper, const sim::Description& description) {
                           asset.creationDate->value.has_value();
     std::set<std::int64_t> types;
     for (const auto& resource : asset.resources.value_or(Resources())) {
-      listed += isListed && listedTypes.contains(resource.type) ? 1 : 0;
+      listed += isListed && listedTypes.contains(resource.type) ? 1U : 0U;
       // Of two of one type the first counts.
       if (types.insert(resource.type).second && asset.localIdentifier) {
         checkResource(helper, *asset.localIdentifier, resource,
