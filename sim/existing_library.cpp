@@ -1,5 +1,7 @@
 #include "sim/existing_library.h"
 
+#include <utf8.h>
+
 #include <algorithm>
 #include <array>
 #include <boost/json/array.hpp>
@@ -33,7 +35,8 @@ std::string describeStatus(std::int64_t status) {
 
 json::object described(const library::Asset& asset,
                        const std::vector<library::Resource>& resources) {
-  json::object result{{"localIdentifier", asset.localIdentifier}, {"mediaType", asset.mediaType}};
+  json::object result{{"localIdentifier", utf8::replace_invalid(asset.localIdentifier)},
+                      {"mediaType", asset.mediaType}};
   if (asset.creationDate) {
     result["creationDate"] = *asset.creationDate;
   }
@@ -42,9 +45,10 @@ json::object described(const library::Asset& asset,
   }
   json::array& list = result["resources"].emplace_array();
   for (const library::Resource& resource : resources) {
-    list.push_back(json::object{{"type", resource.type},
-                                {"originalFilename", resource.originalFilename},
-                                {"size", resource.content.size}});
+    list.push_back(
+        json::object{{"type", resource.type},
+                     {"originalFilename", utf8::replace_invalid(resource.originalFilename)},
+                     {"size", resource.content.size}});
   }
   return result;
 }

@@ -62,8 +62,17 @@ ChildProcess::ChildProcess(std::vector<std::string> command, const std::filesyst
   posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, fileno(errors_), STDERR_FILENO);
   posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+  // The program has to ignore SIGPIPE by itself.
+  sigset_t defaults{};
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  posix_spawnattr_t attributes{};
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setsigdefault(&attributes, &defaults);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   const int error =
-      posix_spawn(&process_, arguments[0], &actions, nullptr, arguments.data(), environ);
+      posix_spawn(&process_, arguments[0], &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   close(input[0]);
   close(output[1]);

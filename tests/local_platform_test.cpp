@@ -255,12 +255,33 @@ TEST_F(LocalPlatformTest, OpensNoDestinationThatLeadsIntoTheLibrary) {
     EXPECT_THAT(handle.error().localizedDescription, HasSubstr("a part of the photo library"));
     EXPECT_TRUE(contents(library_) == before) << destination;
   }
+  // A folder that was outside need not stay there.
+  const fs::path wandering = folder_.path() / "wandering";
+  fs::create_directory(wandering);
+  platform_.createFile(wandering / "x");
+  EXPECT_TRUE(platform_.fileHandleForWriting(wandering / "x"));
+  fs::rename(wandering, library_ / "wandering");
+  EXPECT_FALSE(platform_.fileHandleForWriting(library_ / "wandering" / "x"));
   fs::create_symlink("elsewhere", links / "out");
   fs::create_hard_link(folder_.path() / "links" / "out", links / "out again");
   for (const fs::path& destination : {folder_.path() / "library.jpg", links / "out", links / "x"}) {
     platform_.createFile(destination);
     EXPECT_TRUE(platform_.fileHandleForWriting(destination)) << destination;
   }
+}
+
+TEST_F(LocalPlatformTest, OpensNoDestinationThatTheLibraryLinksTo) {
+  makeLibrary(library_, {.assets = {{"A"}}});
+  for (const char* part : {"library.sqlite", "originals"}) {
+    fs::rename(library_ / part, folder_.path() / part);
+    fs::create_symlink(folder_.path() / part, library_ / part);
+  }
+  EXPECT_EQ(count(), 1U);
+  for (const char* destination : {"library.sqlite", "originals/new"}) {
+    platform_.createFile(folder_.path() / destination);
+    EXPECT_FALSE(platform_.fileHandleForWriting(folder_.path() / destination)) << destination;
+  }
+  EXPECT_EQ(count(), 1U);
 }
 
 TEST_F(LocalPlatformTest, TellsWhatIsWrongWithAnOriginal) {
@@ -297,7 +318,9 @@ TEST_F(LocalPlatformTest, DeliversNothingForNumbersAndDigestsThatMakeNoSense) {
         << set;
   }
   // A failure beyond the end comes at the end.
-  change("UPDATE resource SET sha256 = NULL, size = 2, failureAfterBytes = 7, failureError = 'x'");
+  change(("UPDATE resource SET size = 3, failureAfterBytes = 7, failureError = 'x', sha256 = '" +
+          std::string(digestOfABC) + "'")
+             .c_str());
   EXPECT_EQ(delivered(*fetch("A")->firstObject()), "x");
 }
 

@@ -5,8 +5,11 @@
 
 #include <cerrno>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <system_error>
+
+#include "library/originals.h"
 
 namespace platform::local {
 namespace {
@@ -46,7 +49,7 @@ bool holds(const fs::path& folder, const FileIdentity& file) {
 
 }  // namespace
 
-bool DestinationGuard::leadsInto(const std::string& path) {
+bool DestinationGuard::leadsInto(const std::string& path) const {
   constexpr int mostLinks = 40;  // as the system has it
   fs::path target = path;
   for (int link = 0; link < mostLinks; ++link) {
@@ -59,8 +62,11 @@ bool DestinationGuard::leadsInto(const std::string& path) {
       return false;
     }
     if (!S_ISLNK(status.st_mode)) {
+      const FileIdentity file{.device = status.st_dev, .node = status.st_ino};
       const bool hasOtherNames = S_ISREG(status.st_mode) && status.st_nlink > 1;
-      return hasOtherNames && holds(folder_, {.device = status.st_dev, .node = status.st_ino});
+      // The database in the folder may itself be a link to a file elsewhere.
+      return file == identityOf(library::databaseFile(folder_)) ||
+             (hasOtherNames && holds(folder_, file));
     }
     std::error_code error;
     target = folder / fs::read_symlink(target, error);
@@ -68,23 +74,21 @@ bool DestinationGuard::leadsInto(const std::string& path) {
   return false;
 }
 
-bool DestinationGuard::isInside(const fs::path& folder) {
-  const auto identity = identityOf(folder);
-  if (!identity || identity == outside_) {
-    return false;
-  }
+bool DestinationGuard::isInside(const fs::path& folder) const {
   const auto own = identityOf(folder_);
-  std::error_code error;
-  // Compared by device and inode: a folder may have several paths.
-  for (fs::path place = fs::canonical(folder, error); own && !error; place = place.parent_path()) {
-    if (identityOf(place) == own) {
+  const auto originals = identityOf(library::originalsFolder(folder_));
+  // Compared by device and inode: a folder may have several paths. The root is its own parent.
+  std::optional<FileIdentity> below;
+  for (fs::path place = folder; own; place /= "..") {
+    const auto identity = identityOf(place);
+    if (!identity || identity == below) {
+      return false;
+    }
+    if (identity == own || identity == originals) {
       return true;
     }
-    if (!place.has_relative_path()) {
-      break;
-    }
+    below = identity;
   }
-  outside_ = identity;
   return false;
 }
 

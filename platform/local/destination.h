@@ -2,10 +2,8 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <string>
-
-#include "library/database.h"
+#include <utility>
 
 namespace platform::local {
 
@@ -17,14 +15,12 @@ class DestinationGuard {
   /// Whether a file opened at `path` would be one in the folder, or below it: by its path, by links
   /// on the way, by a link in its place, or by another hard link of a file there. False for a path
   /// that can't be opened at all.
-  [[nodiscard]] bool leadsInto(const std::string& path);
+  [[nodiscard]] bool leadsInto(const std::string& path) const;
 
  private:
-  bool isInside(const std::filesystem::path& folder);
+  bool isInside(const std::filesystem::path& folder) const;
 
   std::filesystem::path folder_;
-  /// The folder last found to be outside. Most exports go where the last one went.
-  std::optional<library::FileIdentity> outside_;
 };
 
 }  // namespace platform::local

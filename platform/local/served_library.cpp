@@ -1,6 +1,7 @@
 #include "platform/local/served_library.h"
 
 #include <new>
+#include <utility>
 
 namespace platform::local {
 
@@ -37,7 +38,11 @@ Snapshot::~Snapshot() {
 }
 
 bool Snapshot::readMoreOfOrder() {
-  return served_->order.readMore(served_->library.database()).value_or(false);
+  // An order that is cut short, for want of memory, must not count for the next snapshot.
+  const auto version = std::exchange(served_->orderVersion, std::nullopt);
+  const bool hasMore = served_->order.readMore(served_->library.database()).value_or(false);
+  served_->orderVersion = version;
+  return hasMore;
 }
 
 }  // namespace platform::local

@@ -29,9 +29,9 @@ int writeAll(int descriptor, std::span<const std::byte> bytes) {
 std::expected<void, photos::Error> readFile(
     const std::string& path, const std::function<bool(std::span<const std::byte>)>& take) {
   constexpr std::size_t pieceSize = 262144;
-  // O_NONBLOCK: a pipe must not be waited for.
+  // O_NONBLOCK: a pipe's writer must not be waited for, only what a writer that is there writes.
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!file.isOpen()) {
+  if (!file.isOpen() || fcntl(file.get(), F_SETFL, 0) != 0) {
     return std::unexpected(fileError(path, "opened", errno));
   }
   std::vector<std::byte> piece(pieceSize);

@@ -6,9 +6,11 @@ import random
 import resource
 import shutil
 import subprocess
+import threading
+import time
 import unittest
 
-from programs import BUILD, ROUNDS, SIM, TRIED, Case, Server, line
+from programs import AUTHORIZED, BUILD, ROUNDS, SIM, TRIED, Case, Server, line
 
 FREE = "no limit"
 # The status of a program whose libraries the system could not load.
@@ -166,6 +168,50 @@ class FullDisk(Limited):
 
     def test_room_on_the_disk(self):
         self.each_limit(self.leave, [0, 1, 2, *(random.randrange(150) for _ in range(ROUNDS or 5))])
+
+
+class Hosts(Case):
+    """What a host may have left of the process in which it starts the helper."""
+
+    def setUp(self):
+        super().setUp()
+        self.sim("create", self.library)
+        self.sim("access", self.library, AUTHORIZED)
+
+    def test_streams_that_do_not_block(self):
+        count = 20_000
+        (their_input, our_input), (our_output, their_output) = os.pipe(), os.pipe()
+        for end in (their_input, their_output):
+            os.set_blocking(end, False)
+        with subprocess.Popen([SIM, "serve", self.library], stdin=their_input,
+                              stdout=their_output) as helper:
+            os.close(their_input)
+            os.close(their_output)
+            ask = os.fdopen(our_input, "wb")
+            asking = threading.Thread(target=lambda: (ask.write(line("authorize") * count),
+                                                      ask.close()))
+            asking.start()
+            time.sleep(0.3)  # the pipes fill
+            with os.fdopen(our_output, "rb") as answers:
+                self.assertEqual(answers.read(),
+                                 b'{"ok":true,"status":"authorized"}\n' * count)
+            asking.join()
+        self.assertEqual(helper.returncode, 0)
+
+    def test_a_missing_descriptor_and_a_deleted_folder(self):
+        deleted = self.folder / "deleted"
+        deleted.mkdir()
+
+        def leave():
+            os.close(2)
+            deleted.rmdir()
+
+        with Server(self.library, cwd=deleted, stderr=None, preexec_fn=leave) as server:
+            self.assertTrue(server.ask("authorize")["ok"])
+            self.assertEqual(os.readlink(f"/proc/{server.process.pid}/fd/2"), "/dev/null")
+        deleted.mkdir()
+        with Server("Library", cwd=deleted, stderr=None, preexec_fn=leave) as server:
+            self.assertEqual(server.ask("authorize")["status"], "authorization_1")
 
 
 if __name__ == "__main__":
