@@ -5,15 +5,9 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <filesystem>
+#include <boost/json/serialize.hpp>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "tests/fuzz/target.h"
 
@@ -31,10 +25,9 @@ constexpr const char* description = R"({
       {"type": 1, "originalFilename": "2.JPG", "text": "abcd"}]},
     {"localIdentifier": "C", "mediaType": 2, "creationDate": 1600000002.5, "resources": [
       {"type": 2, "originalFilename": "3.MOV", "text": "", "failure": {"afterBytes": 5}}]},
-    {"localIdentifier": "D", "creationDate": 1600000003.5},
-    {"localIdentifier": "E"}]})";
+    {"localIdentifier": "D", "creationDate": 1600000003.5}, {"localIdentifier": "E"}]})";
 
-constexpr std::array requests = {
+constexpr const char* requests[] = {
     R"({"command":"authorize"})",
     R"({"command":"discover"})",
     R"({"command":"discover","limit":1,"offset":1,"cutoff":1600000002.5,"includeVideos":false})",
@@ -58,13 +51,8 @@ std::string makeDatabase(const fs::path& file) {
 
 }  // namespace
 
-const std::vector<std::string> fuzz::seeds = {
-    // Whole.
-    "",
-    // A schema version to come, and no database at all.
-    "\x3F\x01\x01",
-    std::string("\x00\x00\x01", 3),
-};
+// Whole, of a schema version to come, and no database at all.
+const std::vector<std::string> fuzz::seeds = {"", {"\x3F\x00\x02", 3}, {"\x00\x00\x01", 3}};
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const fs::path folder = fuzz::makeLibrary(description);
@@ -75,7 +63,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (; size >= 3; data += 3, size -= 3) {
     damaged[(data[0] + 256U * data[1]) % damaged.size()] = static_cast<char>(data[2]);
   }
-  fuzz::emptyExports();
   fs::remove(file.string() + "-wal");
   fs::remove(file.string() + "-shm");
   std::ofstream(file, std::ios::binary) << damaged;
@@ -84,15 +71,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const char* request : requests) {
       const auto answer = helper.answer(request);
       require(damaged != whole || answer.at("ok") == true, "a whole library serves all requests");
-      require(!answer.contains("error") ||
-                  std::string(answer.at("error").as_string()).find("database is locked") ==
-                      std::string::npos,
+      require(boost::json::serialize(answer).find("database is locked") == std::string::npos,
               "the helper does not wait for itself");
     }
   }
-  for (const auto& place : {fuzz::scratch(), fuzz::exportsFolder()}) {
-    const auto count = std::distance(fs::directory_iterator(place), {});
-    require(count <= (place == fuzz::scratch() ? 2 : 1), "nothing is written elsewhere");
-  }
+  require(std::distance(fs::directory_iterator(fuzz::scratch()), {}) == 2,
+          "nothing is written but the library and exports");
   return 0;
 }

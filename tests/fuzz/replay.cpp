@@ -1,10 +1,7 @@
 // Runs a target without a fuzzer, on its seeds and on each file that is named.
-#include <cstddef>
-#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <string>
 
 #include "tests/fuzz/target.h"
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -21,6 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace json = boost::json;
+
+fs::path exportsFolder() { return scratch() / "exports"; }
 
 std::string confined(std::string path) {
   std::ranges::replace(path, '/', '_');
@@ -39,13 +40,6 @@ void require(bool holds, std::string_view what) {
 const fs::path& scratch() {
   static const tests::TemporaryFolder folder;
   return folder.path();
-}
-
-fs::path exportsFolder() { return scratch() / "exports"; }
-
-void emptyExports() {
-  fs::remove_all(exportsFolder());
-  fs::create_directory(exportsFolder());
 }
 
 fs::path makeLibrary(std::string_view description) {
@@ -81,6 +75,11 @@ ConfinedPlatform::fileHandleForWriting(const std::string& path) {
   return LocalPlatform::fileHandleForWriting(confined(path));
 }
 
+Helper::Helper(const fs::path& library) : platform_(library) {
+  fs::remove_all(exportsFolder());
+  fs::create_directory(exportsFolder());
+}
+
 json::object Helper::answer(std::string_view line) {
   const auto answer = protocol::encode(app::answer(line, decoder_, platform_));
   require(answer.has_value(), "a request is answered");
@@ -90,10 +89,6 @@ json::object Helper::answer(std::string_view line) {
   json::value parsed = json::parse(*answer, error);
   require(!error && parsed.is_object(), "an answer is a JSON object");
   return std::move(parsed.get_object());
-}
-
-json::object Helper::answer(const json::object& request) {
-  return answer(json::serialize(request));
 }
 
 }  // namespace fuzz

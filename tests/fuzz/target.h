@@ -5,6 +5,8 @@
 #pragma once
 
 #include <boost/json/object.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -41,7 +43,7 @@ class ConfinedPlatform : public platform::local::LocalPlatform {
                                    DataReceivedHandler dataReceivedHandler,
                                    CompletionHandler completionHandler) override;
 
-  // Any destination is a file in the folder of exports: each "/" in it becomes "_".
+  // Any destination is a file in a folder of exports in the scratch folder: "/" in it becomes "_".
   void createFile(const std::string& path) override;
   [[nodiscard]] std::expected<std::unique_ptr<photos::FileHandle>, photos::Error>
   fileHandleForWriting(const std::string& path) override;
@@ -50,20 +52,13 @@ class ConfinedPlatform : public platform::local::LocalPlatform {
   [[nodiscard]] bool openURL(const photos::URL& /*url*/) override { return true; }
 };
 
-/// The folder of exports, in the scratch folder.
-[[nodiscard]] std::filesystem::path exportsFolder();
-
-/// Makes the folder of exports anew. Every target begins with it.
-void emptyExports();
-
-/// A helper that has just been started on a library.
+/// A helper that has just been started on a library, with an empty folder of exports.
 class Helper {
  public:
-  explicit Helper(const std::filesystem::path& library) : platform_(library) {}
+  explicit Helper(const std::filesystem::path& library);
 
   /// Its answer, which is exactly one line of one JSON object in UTF-8.
   [[nodiscard]] boost::json::object answer(std::string_view line);
-  [[nodiscard]] boost::json::object answer(const boost::json::object& request);
 
  private:
   ConfinedPlatform platform_;
