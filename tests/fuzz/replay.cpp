@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     run(seed);
   }
   for (int index = 1; index < argc; ++index) {
-    std::cout << argv[index] << std::endl;
+    std::cout << argv[index] << '\n' << std::flush;
     std::ifstream file(argv[index], std::ios::binary);
     run({std::istreambuf_iterator<char>(file), {}});
   }
