@@ -45,6 +45,18 @@ class Documents(unittest.TestCase):
         for page in "docs/hosts.md", "docs/protocol.md", "docs/photos-helper.1":
             self.assertEqual([word for word in words if word not in text_of(page)], [], page)
 
+    def test_the_manual_has_what_photos_sim_takes(self):
+        def help_of(*words):
+            return subprocess.run([SIM, *words, "--help"], check=True, text=True,
+                                  capture_output=True).stdout
+
+        commands = re.findall(r"(?m)^  ([a-z-]+)  ", help_of().partition("Subcommands:")[2])
+        self.assertIn("serve", commands)
+        for command in commands:
+            options = re.findall(r"(?m)^ .*--([a-z-]+)", help_of(command))
+            for word in [f"Cm {command}", *(f"Fl -{option}" for option in options)]:
+                self.assertRegex(text_of("docs/photos-sim.1"), rf"{word}\b")
+
     def test_the_sessions_go_as_they_are_shown(self):
         sessions = blocks("docs/hosts.md", "transcript")
         self.assertGreater(len(sessions), 5)
