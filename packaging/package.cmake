@@ -7,17 +7,18 @@ set(CPACK_PACKAGE_CONTACT "the photos-helper authors")
 set(CPACK_VERBATIM_VARIABLES ON)
 
 install(FILES docs/photos-helper.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES protocol/schema/request.schema.json protocol/schema/response.schema.json
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/photos-helper)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(APPLE)
   # As a file like any other: install(TARGETS) may edit a program, which would break its signature.
   install(PROGRAMS $<TARGET_FILE:photos-helper> DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES protocol/schema/request.schema.json protocol/schema/response.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/photos-helper)
   set(CPACK_GENERATOR ZIP)
 else()
   install(TARGETS photos-helper photos-sim)
   install(FILES docs/photos-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(DIRECTORY protocol/schema/ DESTINATION ${CMAKE_INSTALL_DATADIR}/photos-helper)
   install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
   # Laid out as in the source tree, since the pages link to one another.
   foreach(folder docs hosts protocol/schema tests/transcripts)
