@@ -2,22 +2,28 @@
 #import <Photos/Photos.h>
 
 #include <algorithm>
-#include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include "tests/photokit/stand_in.h"
 
 using stand_in::called;
+using stand_in::library;
 using tests::DescribedAsset;
+
+// NOLINTBEGIN(bugprone-macro-parentheses): it is a whole method.
+/// A property, which is nil when the test wants it so.
+#define PROPERTY(type, name, value)                                \
+  -(type)name {                                                    \
+    return called(#name) ? std::type_identity_t<type>() : (value); \
+  }
+// NOLINTEND(bugprone-macro-parentheses)
 
 namespace {
 
-using Objects = std::vector<const DescribedAsset*>;
-
-PHFetchResult* fetched(Class kind, Objects objects) {
+PHFetchResult* newResult(Class kind) {
   PHFetchResult* const result = [[[PHFetchResult alloc] init] autorelease];
   result->kind_ = kind;
-  result->objects_ = std::move(objects);
   return result;
 }
 
@@ -26,53 +32,38 @@ NSDate* date(const std::optional<double>& seconds) {
 }
 
 std::string description(PHFetchOptions* options) {
-  if (options == nil) {
-    return "nil";
-  }
-  std::string text = stand_in::text([[options predicate] predicateFormat]);
+  std::string text = options == nil ? "nil" : stand_in::text([[options predicate] predicateFormat]);
   for (NSSortDescriptor* const order in [options sortDescriptors]) {
     text += ", " + stand_in::text([order key]) + ([order ascending] ? " ascending" : " descending");
   }
   return text;
 }
 
-/// Refuses what the library can't look at, as there. What it can is the stand-in's own choice.
-void allow(bool isAllowed) {
-  if (!isAllowed) {
-    [NSException raise:NSInvalidArgumentException format:@"Unsupported fetch options"];
-  }
-}
-
+/// What has no date passes no predicate.
 bool passes(NSPredicate* predicate, const DescribedAsset& asset) {
-  if (predicate == nil) {
-    return true;
-  }
-  auto* const comparison = static_cast<NSComparisonPredicate*>(predicate);
-  allow([[[comparison leftExpression] keyPath] isEqual:@"creationDate"]);
-  // Without a date the list ends before it has begun.
-  return [predicate
-      evaluateWithObject:[NSDictionary dictionaryWithObjectsAndKeys:date(asset.creationDate),
-                                                                    @"creationDate", nil]];
+  return predicate == nil ||
+         (asset.creationDate &&
+          [predicate evaluateWithObject:[NSDictionary dictionaryWithObject:date(asset.creationDate)
+                                                                    forKey:@"creationDate"]]);
 }
 
-/// In the order of their dates, and equal ones as the library has them; first those without one,
-/// whose place is left open.
-Objects matching(PHFetchOptions* options) {
-  const stand_in::Library& library = stand_in::library();
-  Objects objects;
-  for (const DescribedAsset& asset : library.assets) {
-    if (!library.hidden.contains(asset.localIdentifier) &&
-        !library.deleted.contains(asset.localIdentifier) && passes([options predicate], asset)) {
-      objects.push_back(&asset);
+/// Those of the identifiers, if there are any; in the order of their dates, if the options have
+/// one. Equal dates keep the library's order.
+PHFetchResult* fetched(NSArray* identifiers, PHFetchOptions* options) {
+  PHFetchResult* const result = newResult([PHAsset class]);
+  for (const DescribedAsset& asset : library().assets) {
+    NSString* const identifier = stand_in::string(asset.localIdentifier);
+    if ((identifiers == nil || [identifiers containsObject:identifier]) &&
+        !library().deleted.contains(asset.localIdentifier) && passes([options predicate], asset)) {
+      result->objects_.push_back(&asset);
     }
   }
-  for (NSSortDescriptor* const order in [options sortDescriptors]) {
-    allow([[order key] isEqual:@"creationDate"] && [order ascending]);
-    std::ranges::sort(objects, {}, [](const DescribedAsset* asset) {
+  if ([options sortDescriptors] != nil) {
+    std::ranges::sort(result->objects_, {}, [](const DescribedAsset* asset) {
       return std::pair(asset->creationDate, asset);
     });
   }
-  return objects;
+  return result;
 }
 
 }  // namespace
@@ -88,13 +79,10 @@ Objects matching(PHFetchOptions* options) {
 @end
 
 @implementation PHFetchResult
+PROPERTY(NSUInteger, count, objects_.size())
 - (void)dealloc {
   [StandInTemporary leave];
   [super dealloc];
-}
-- (NSUInteger)count {
-  called("count");
-  return objects_.size();
 }
 - (id)copyWithZone:(NSZone*)zone {
   return [self retain];
@@ -120,93 +108,65 @@ Objects matching(PHFetchOptions* options) {
   if (state->state == objects_.size()) {
     return 0;
   }
-  enumerated_ = [self fault:state->state++];
-  state->itemsPtr = &enumerated_;
-  state->mutationsPtr = reinterpret_cast<unsigned long*>(&objects_);
+  *buffer = [self fault:state->state++];
+  state->itemsPtr = buffer;
+  state->mutationsPtr = &state->extra[0];
   return 1;
 }
 @end
 
 @implementation PHObject
+PROPERTY(NSString*, localIdentifier, stand_in::string(described_->localIdentifier))
 - (id)copyWithZone:(NSZone*)zone {
   return [self retain];
-}
-- (NSString*)localIdentifier {
-  return called("localIdentifier") ? nil : stand_in::string(described_->localIdentifier);
 }
 @end
 
 @implementation PHAsset
+PROPERTY(PHAssetMediaType, mediaType, PHAssetMediaType{std::to_underlying(described_->mediaType)})
+PROPERTY(NSDate*, creationDate, date(described_->creationDate))
+PROPERTY(NSDate*, modificationDate, date(described_->modificationDate))
 + (PHFetchResult*)fetchAssetsWithOptions:(PHFetchOptions*)options {
-  return called("fetchAssetsWithOptions:", description(options)) ? nil
-                                                                 : fetched(self, matching(options));
+  return called("fetchAssetsWithOptions:", description(options)) ? nil : fetched(nil, options);
 }
-
 + (PHFetchResult*)fetchAssetsWithLocalIdentifiers:(NSArray*)identifiers
                                           options:(PHFetchOptions*)options {
   const std::string list = stand_in::text([identifiers componentsJoinedByString:@" "]);
-  if (called("fetchAssetsWithLocalIdentifiers:options:",
-             "[" + list + "] " + description(options))) {
-    return nil;
-  }
-  Objects objects;
-  for (const DescribedAsset& asset : stand_in::library().assets) {
-    if ([identifiers containsObject:stand_in::string(asset.localIdentifier)] &&
-        !stand_in::library().deleted.contains(asset.localIdentifier)) {
-      objects.push_back(&asset);
-    }
-  }
-  return fetched(self, std::move(objects));
+  return called("fetchAssetsWithLocalIdentifiers:options:", list + " " + description(options))
+             ? nil
+             : fetched(identifiers, options);
 }
-
-- (PHAssetMediaType)mediaType {
-  called("mediaType");
-  return PHAssetMediaType{std::to_underlying(described_->mediaType)};
-}
-- (NSDate*)creationDate {
-  return called("creationDate") ? nil : date(described_->creationDate);
-}
-- (NSDate*)modificationDate {
-  return called("modificationDate") ? nil : date(described_->modificationDate);
-}
-@end
-
-@implementation PHCollection
 @end
 
 @implementation PHAssetCollection
 + (PHFetchResult*)fetchAssetCollectionsWithType:(PHAssetCollectionType)type
                                         subtype:(PHAssetCollectionSubtype)subtype
                                         options:(PHFetchOptions*)options {
-  if (called("fetchAssetCollectionsWithType:subtype:options:",
-             std::to_string(type) + " " + std::to_string(subtype) + " " + description(options))) {
-    return nil;
-  }
+  const std::string numbers = std::to_string(type) + " " + std::to_string(subtype);
   // A collection is told by its identifier alone, as an asset of no other content.
   static DescribedAsset album;
-  album.localIdentifier = stand_in::library().userLibraryAlbum.value_or("");
-  return fetched(self, stand_in::library().userLibraryAlbum ? Objects{&album} : Objects{});
+  PHFetchResult* const result = newResult(self);
+  if (library().userLibraryAlbum) {
+    album.localIdentifier = *library().userLibraryAlbum;
+    result->objects_ = {&album};
+  }
+  return called("fetchAssetCollectionsWithType:subtype:options:",
+                numbers + " " + description(options))
+             ? nil
+             : result;
 }
 @end
 
 @implementation PHAssetResource
+PROPERTY(PHAssetResourceType, type, PHAssetResourceType{std::to_underlying(described_->type)})
+PROPERTY(NSString*, originalFilename, stand_in::string(described_->originalFilename))
 + (NSArray*)assetResourcesForAsset:(PHAsset*)owner {
-  if (called("assetResourcesForAsset:", owner->described_->localIdentifier)) {
-    return nil;
-  }
   NSMutableArray* const list = [NSMutableArray array];
   for (const tests::DescribedResource& described : owner->described_->resources) {
     PHAssetResource* const resource = [[[self alloc] init] autorelease];
     resource->described_ = &described;
     [list addObject:resource];
   }
-  return list;
-}
-- (PHAssetResourceType)type {
-  called("type");
-  return PHAssetResourceType{std::to_underlying(described_->type)};
-}
-- (NSString*)originalFilename {
-  return called("originalFilename") ? nil : stand_in::string(described_->originalFilename);
+  return called("assetResourcesForAsset:", owner->described_->localIdentifier) ? nil : list;
 }
 @end

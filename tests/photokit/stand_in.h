@@ -7,7 +7,6 @@
 
 #include <set>
 #include <string>
-#include <vector>
 
 #include "tests/described_library.h"
 
@@ -15,13 +14,10 @@ namespace stand_in {
 
 struct Library : tests::DescribedLibrary {
   /// Assets, by their identifiers.
-  std::set<std::string> hidden = {};
   std::set<std::string> deleted = {};
-
   /// Callbacks come before the call that took them returns, not from the frameworks' own queue.
   bool answersAtOnce = false;
-  /// How often callbacks come, and whether the call that took them raises an exception all the
-  /// same.
+  /// How often callbacks come, and whether the call that took them raises all the same.
   int answers = 1;
   bool raisesOnceQueued = false;
   /// Methods that raise an exception, and methods that give nil.
@@ -29,22 +25,22 @@ struct Library : tests::DescribedLibrary {
   std::set<std::string> givingNil = {};
 };
 
+/// One video "V/L0/001", a photo without a date, and one photo "A/L0/001" with a paired video that
+/// is only in the cloud; the album "ALBUM/L0/040". It is served from the start.
+[[nodiscard]] Library smallLibrary();
+
 /// Serves another library, and forgets the calls.
-Library& serve(Library described);
+Library& serve(Library described = smallLibrary());
 
 /// The one that is served. Its assets must not be added to or taken away.
 Library& library();
 
-/// Each call of a framework's method since the last time, in order: its name and its arguments.
-[[nodiscard]] std::vector<std::string> takeCalls();
+/// Each call of a framework's method since the last time, in order: its name and its arguments,
+/// with a space before it and a semicolon behind it.
+[[nodiscard]] std::string takeCalls();
 
 /// Returns once the frameworks' queue has nothing left to do.
 void waitForCallbacks();
-
-/// How many Objective-C objects of any class are alive, and the most that one class ever had since
-/// this was asked first.
-[[nodiscard]] long liveObjects();
-[[nodiscard]] long mostObjectsOf(Class kind);
 
 // For the stand-ins themselves.
 

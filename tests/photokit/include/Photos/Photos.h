@@ -46,7 +46,6 @@ typedef int32_t PHAssetResourceDataRequestID;
  @public
   Class kind_;
   std::vector<const tests::DescribedAsset*> objects_;
-  id enumerated_;
 }
 @property(readonly) NSUInteger count;
 @property(nonatomic, readonly, nullable) ObjectType firstObject;
@@ -69,10 +68,7 @@ typedef int32_t PHAssetResourceDataRequestID;
                                                     options:(nullable PHFetchOptions*)options;
 @end
 
-@interface PHCollection : PHObject
-@end
-
-@interface PHAssetCollection : PHCollection
+@interface PHAssetCollection : PHObject
 + (PHFetchResult<PHAssetCollection*>*)
     fetchAssetCollectionsWithType:(PHAssetCollectionType)type
                           subtype:(PHAssetCollectionSubtype)subtype
@@ -103,10 +99,7 @@ typedef int32_t PHAssetResourceDataRequestID;
               completionHandler:(void (^)(NSError* _Nullable error))completionHandler;
 @end
 
-@interface PHChangeRequest : NSObject
-@end
-
-@interface PHAssetChangeRequest : PHChangeRequest
+@interface PHAssetChangeRequest : NSObject
 + (void)deleteAssets:(id<NSFastEnumeration>)assets;
 @end
 
