@@ -21,7 +21,6 @@ namespace {
 
 using namespace photos;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
@@ -44,26 +43,21 @@ const DescribedLibrary mixed{.assets = {{"late", 30.5},
                                         {"undated too", {}, AssetMediaType::unknown},
                                         {"M", 20}}};
 
-TEST_P(PlatformContract, FetchesInOrderOfDatesAndKeepsItAmongEqualOnes) {
+TEST_P(PlatformContract, FetchesWhatIsBeforeTheCutoffInOrderOfDatesAndKeepsItAmongEqualOnes) {
   const auto platform = GetParam()(mixed);
   const auto all = identifiers(*platform->fetchAssets({}));
   EXPECT_THAT(all, UnorderedElementsAre("early", "Z", "A", "M", "late", "undated", "undated too"));
   EXPECT_EQ(identifiers(*platform->fetchAssets({})), all);
-  auto dated = all;
-  std::erase_if(dated, [](const std::string& name) { return name.starts_with("undated"); });
-  EXPECT_THAT(dated, ElementsAre("early", "Z", "A", "M", "late"));
-}
-
-TEST_P(PlatformContract, LeavesOutWhatIsOfTheCutoffsDateOrLaterOrOfNone) {
-  const auto platform = GetParam()(mixed);
-  for (const auto& [cutoff, count] : std::vector<std::pair<Date, std::size_t>>{
+  const std::vector<std::string> dated{"early", "Z", "A", "M", "late"};
+  std::vector<std::string> left = all;
+  std::erase_if(left, [](const std::string& name) { return name.starts_with("undated"); });
+  EXPECT_EQ(left, dated);
+  for (const auto& [cutoff, count] : std::vector<std::pair<Date, std::ptrdiff_t>>{
            {-1e9, 0}, {0, 1}, {20, 1}, {20.5, 4}, {30.5, 4}, {30.500001, 5}, {1e300, 5}}) {
     const auto result = platform->fetchAssets({.creationDateBefore = cutoff});
-    EXPECT_EQ(result->count(), count) << cutoff;
+    EXPECT_EQ(identifiers(*result), std::vector(dated.begin(), dated.begin() + count)) << cutoff;
     EXPECT_EQ(result->firstObject() != nullptr, count > 0) << cutoff;
   }
-  EXPECT_THAT(identifiers(*platform->fetchAssets({.creationDateBefore = 30.5})),
-              ElementsAre("early", "Z", "A", "M"));
 }
 
 TEST_P(PlatformContract, FetchesEachAssetOnceByItsIdentifier) {
@@ -155,16 +149,13 @@ TEST_P(PlatformContract, WalksALargeResultAsOneWouldByHand) {
         }
       }
       for (const std::size_t start : {0UL, 1UL, 455UL, byHand->count() - 1}) {
-        const auto passed = std::ranges::lower_bound(stops, start) - stops.begin();
-        const std::vector<std::size_t> left(stops.begin() + passed, stops.end());
+        const std::vector<std::size_t> left(std::ranges::lower_bound(stops, start), stops.end());
         const auto result = platform->fetchAssets({.creationDateBefore = cutoff});
-        for (std::size_t skipped = left.size() + 2; skipped-- > 0;) {
-          if (skipped % 29 < 2 || skipped + 2 > left.size()) {
-            EXPECT_EQ(result->indexOfAsset(filter, start, skipped),
-                      skipped < left.size() ? std::optional(left[skipped]) : std::nullopt);
-          }
+        for (const std::uint64_t skipped :
+             {left.size() + 1, left.size(), left.size() - 1, 300UL, 29UL, 28UL, 1UL, 0UL}) {
+          EXPECT_EQ(result->indexOfAsset(filter, start, skipped),
+                    skipped < left.size() ? std::optional(left[skipped]) : std::nullopt);
         }
-        EXPECT_EQ(result->indexOfAsset(filter, start, ~std::uint64_t{0}), std::nullopt);
       }
     }
   }
@@ -300,12 +291,6 @@ TEST_P(PlatformContract, WritesFilesFromTheirStart) {
   }
   std::ifstream written(file);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "abc");
-  for (const std::string& wrong : {folder.path().string(), file + "/x", file + std::string(1, 0)}) {
-    platform->createFile(wrong);
-    const auto handle = platform->fileHandleForWriting(wrong);
-    ASSERT_FALSE(handle);
-    EXPECT_THAT(handle.error().localizedDescription, HasSubstr(wrong));
-  }
 }
 
 TEST_P(PlatformContract, HashesBytesInWhateverPiecesTheyCome) {

@@ -42,18 +42,15 @@ void makeLibrary(const std::string& assets, const TemporaryFolder& folder) {
   ASSERT_EQ(program.wait(), 0) << program.errors();
 }
 
-TEST(PhotosHelper, AnswersWhatItCannotReadAndEndsWithItsInput) {
+TEST(PhotosHelper, AnswersWhatItCannotRead) {
   const TemporaryFolder folder;
-  const std::string invalid = R"({"ok":false,"status":"invalid_request"})"
-                              "\n";
-  EXPECT_EQ(answers({PHOTOS_HELPER}, "", folder), "");
-  EXPECT_EQ(answers({PHOTOS_HELPER}, "\nhello\n{", folder), invalid + invalid + invalid);
   // One level deeper than what is read, half a character, and a double that may have been another
   // integer.
   const std::string deep = std::string(512, '[') + std::string(512, ']');
   for (const std::string& member : {R"("x":)" + deep, R"("x":"\ud800")"s, R"("x":"\ude00\ud83d")"s,
                                     R"("limit":9007199254740994.0)"s}) {
-    EXPECT_EQ(answers({PHOTOS_HELPER}, R"({"command":"x",)" + member + "}", folder), invalid);
+    EXPECT_EQ(answers({PHOTOS_HELPER}, R"({"command":"x",)" + member + "}", folder),
+              "{\"ok\":false,\"status\":\"invalid_request\"}\n");
   }
 }
 
@@ -87,10 +84,7 @@ TEST(Serving, AnswersWhenThePipeItWritesToLosesItsReader) {
       folder);
   const std::string pipe = folder.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  auto reader = std::async(std::launch::async, [&] {
-    std::ifstream stream(pipe, std::ios::binary);
-    EXPECT_EQ(stream.get(), 0);
-  });
+  const ChildProcess reader({"/bin/sh", "-c", "head -c 1 pipe"}, folder.path());
   ChildProcess program({PHOTOS_SIM, "serve", "Library"}, folder.path());
   const std::string request =
       R"({"command":"export","assetID":"A","photoKitResourceType":1,"destination":"pipe"})";
@@ -100,7 +94,6 @@ TEST(Serving, AnswersWhenThePipeItWritesToLosesItsReader) {
     answer = program.readLine();
   } while (answer.find("could not be opened") != std::string::npos);
   EXPECT_NE(answer.find("could not be written: Broken pipe"), std::string::npos) << answer;
-  reader.get();
   program.write("{\"command\":\"authorize\"}\n");
   EXPECT_EQ(program.readLine(), "{\"ok\":true,\"status\":\"authorized\"}\n");
 }
@@ -118,19 +111,6 @@ TEST(Serving, GoesOnWhenNobodyReadsItsAnswersAnyMore) {
   }
   EXPECT_EQ(program.wait(), 0);
   EXPECT_EQ(fs::file_size(folder.path() / "3"), 3U);
-}
-
-TEST(Serving, AnswersAtTheLimitOnAFilesSize) {
-  const TemporaryFolder folder;
-  makeLibrary(
-      R"({"localIdentifier":"A","resources":[{"type":1,"originalFilename":"a","size":3000000}]})",
-      folder);
-  ChildProcess program({"/bin/sh", "-c", "ulimit -f 600; exec \"$0\" serve Library", PHOTOS_SIM},
-                       folder.path());
-  program.write(R"({"command":"export","assetID":"A","photoKitResourceType":1,"destination":"x"})"
-                "\n");
-  EXPECT_NE(program.readLine().find("could not be written: File too large"), std::string::npos);
-  EXPECT_EQ(program.wait(), 0);
 }
 
 /// Elsewhere than on macOS: in the user's home folder, as the password database has it. That is a
