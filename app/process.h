@@ -9,8 +9,7 @@ namespace app {
 ///   file of ours takes their descriptors. Input and output are set to block.
 /// - SIGPIPE and SIGXFSZ are ignored: a write to a pipe without a reader, or past the limit on a
 ///   file's size, fails instead of ending the process.
-/// - SIGCHLD gets its default action. The host may have left it ignored; waitpid() needs the
-/// default.
+/// - SIGCHLD gets its default action, which waitpid() needs. The host may have left it ignored.
 void setUpProcess();
 
 }  // namespace app
