@@ -1,10 +1,7 @@
 #include "app/request_cycle.h"
 
-#include <utf8.h>
-
 #include <array>
 #include <cstdio>
-#include <iterator>
 #include <new>
 #include <optional>
 #include <string>
@@ -36,19 +33,6 @@ void write(std::string_view line) {
   std::fflush(stdout);
 }
 
-/// Decodes the line. Bytes that are not UTF-8 are replaced by U+FFFD first.
-std::optional<protocol::Request> decoded(std::string_view line, protocol::RequestDecoder& decoder) {
-  if (utf8::is_valid(line)) {
-    return decoder.decode(line);
-  }
-  constexpr std::size_t replacementSize = 3;
-  std::string repaired;
-  // The worst case. While a string grows, its old and its new memory are both held.
-  repaired.reserve(replacementSize * line.size());
-  utf8::replace_invalid(line.begin(), line.end(), std::back_inserter(repaired));
-  return decoder.decode(repaired);
-}
-
 }  // namespace
 
 void run(photos::Platform& platform) {
@@ -67,7 +51,7 @@ void run(photos::Platform& platform) {
 
 protocol::Response answer(std::string_view line, protocol::RequestDecoder& decoder,
                           photos::Platform& platform) {
-  const std::optional<protocol::Request> request = decoded(line, decoder);
+  const std::optional<protocol::Request> request = decoder.decode(line);
   return request ? dispatch::response(*request, platform) : invalidRequest;
 }
 

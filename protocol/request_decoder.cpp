@@ -1,13 +1,18 @@
 #include "protocol/request_decoder.h"
 
+#include <utf8.h>
+
 #include <algorithm>
 #include <bitset>
 #include <boost/json/basic_parser_impl.hpp>
 #include <cmath>
 #include <concepts>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <utility>
+
+#include "protocol/whole_number.h"
 
 namespace protocol {
 namespace {
@@ -76,10 +81,7 @@ class Handler {
   static constexpr std::size_t max_key_size = max_object_size;
   static constexpr std::size_t max_string_size = max_object_size;
 
-  bool on_document_begin(error_code& /*error*/) {
-    *this = {};
-    return true;
-  }
+  bool on_document_begin(error_code& /*error*/) { return true; }
   bool on_document_end(error_code& /*error*/) { return true; }
 
   bool on_object_begin(error_code& /*error*/) {
@@ -129,8 +131,16 @@ class Handler {
     return true;
   }
   bool on_string(string_view part, std::size_t /*size*/, error_code& /*error*/) {
-    collect(part, isWanted());
-    value(std::exchange(text_, {}));
+    if (isWanted()) {
+      // A string without escapes comes as one part, straight from the line.
+      std::string text = std::exchange(text_, {});
+      if (!text.empty()) {
+        part = text.append(part);
+      }
+      value(!utf8::is_valid(part) ? repaired(part)
+            : text.empty()        ? std::string(part)
+                                  : std::move(text));
+    }
     return true;
   }
   // The line is one piece in memory, so a number's text arrives whole with its value.
@@ -147,12 +157,8 @@ class Handler {
     if (isWanted()) {
       // strtod rounds correctly, which the library's own conversion does not promise; a date that a
       // host sends back must be the very date that it was given. The process never sets a locale.
-      constexpr double exactUpTo = 9007199254740992;  // 2 to the power of 53
       const double number = std::strtod(std::string(text).c_str(), nullptr);
-      const bool isWhole = std::trunc(number) == number && std::abs(number) <= exactUpTo;
-      value(Number{
-          .value = number,
-          .whole = isWhole ? std::optional(static_cast<std::int64_t>(number)) : std::nullopt});
+      value(Number{.value = number, .whole = wholeNumber(number)});
     }
     return true;
   }
@@ -167,13 +173,22 @@ class Handler {
   bool on_comment_part(string_view /*part*/, error_code& /*error*/) { return true; }
   bool on_comment(string_view /*part*/, error_code& /*error*/) { return true; }
 
-  /// The request of the document just read, which is not kept any longer.
-  std::optional<Request> takeResult() {
-    Handler read = std::exchange(*this, {});
-    return read.mismatched_.none() ? std::optional(std::move(read.request_)) : std::nullopt;
+  /// The request of the document just read. Called once.
+  std::optional<Request> takeRequest() {
+    return mismatched_.none() ? std::optional(std::move(request_)) : std::nullopt;
   }
 
  private:
+  /// The text with U+FFFD in place of what is not UTF-8.
+  static std::string repaired(std::string_view text) {
+    constexpr std::size_t sizeOfReplacement = 3;
+    std::string repaired;
+    // The worst case. While a string grows, its old and its new memory are both held.
+    repaired.reserve(sizeOfReplacement * text.size());
+    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(repaired));
+    return repaired;
+  }
+
   static std::size_t index(Key key) { return static_cast<std::size_t>(key); }
 
   /// Whether the value at hand is one of ours, or an element of one.
@@ -218,8 +233,20 @@ class Handler {
   std::string text_;
 };
 
+class ReleasedAtTheEnd {
+ public:
+  explicit ReleasedAtTheEnd(Handler& handler) : handler_(handler) {}
+  ReleasedAtTheEnd(const ReleasedAtTheEnd&) = delete;
+  ReleasedAtTheEnd& operator=(const ReleasedAtTheEnd&) = delete;
+  ~ReleasedAtTheEnd() { handler_ = {}; }
+
+ private:
+  Handler& handler_;
+};
+
 boost::json::parse_options options() {
   boost::json::parse_options options;
+  options.allow_invalid_utf8 = true;  // in strings; those that mean anything are repaired
   options.max_depth = 512;
   return options;
 }
@@ -236,11 +263,12 @@ RequestDecoder::RequestDecoder() : parser_(std::make_unique<Parser>()) {}
 RequestDecoder::~RequestDecoder() = default;
 
 std::optional<Request> RequestDecoder::decode(std::string_view line) {
+  // Nothing is kept, even when there is no memory for all of the line.
+  const ReleasedAtTheEnd released(parser_->handler());
   error_code error;
   parser_->reset();
   const std::size_t read = parser_->write_some(false, line.data(), line.size(), error);
-  std::optional<Request> request = parser_->handler().takeResult();
-  return error || read != line.size() ? std::nullopt : std::move(request);
+  return error || read != line.size() ? std::nullopt : parser_->handler().takeRequest();
 }
 
 }  // namespace protocol

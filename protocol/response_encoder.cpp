@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "protocol/whole_number.h"
+
 namespace protocol {
 namespace {
 
@@ -73,9 +75,8 @@ class Writer {
 
   /// Whole seconds as an integer.
   void write(double date) {
-    constexpr double exactUpTo = 9007199254740992;  // 2 to the power of 53
-    if (std::trunc(date) == date && std::abs(date) <= exactUpTo) {
-      write(static_cast<std::int64_t>(date));
+    if (const auto seconds = wholeNumber(date)) {
+      write(*seconds);
     } else {
       const json::value value(date);
       serialize(&value);

@@ -14,6 +14,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "protocol/whole_number.h"
+
 namespace sim {
 
 /// An integer within bounds.
@@ -39,11 +41,7 @@ inline std::optional<std::int64_t> valueOf(As<std::int64_t> /*type*/,
   if (value.is_int64()) {
     return value.get_int64();
   }
-  constexpr double exactUpTo = 9007199254740992;  // 2 to the power of 53
-  const double number = value.is_double() ? value.get_double() : NAN;
-  return std::trunc(number) == number && std::abs(number) <= exactUpTo
-             ? std::optional(static_cast<std::int64_t>(number))
-             : std::nullopt;
+  return value.is_double() ? protocol::wholeNumber(value.get_double()) : std::nullopt;
 }
 inline std::string expectation(As<std::int64_t> /*type*/) { return "an integer"; }
 

@@ -1,4 +1,4 @@
-// How an answer is written.
+// How a request is read, and how an answer is written.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -20,6 +20,20 @@ using namespace std::string_literals;
 using protocol::AssetSummary;
 using protocol::Request;
 using protocol::Response;
+
+TEST(RequestDecoder, ReadsBytesThatAreNotUTF8AsReplacementCharacters) {
+  protocol::RequestDecoder decoder;
+  const auto request = decoder
+                           .decode(
+                               "{\"x\xFF\":\"\xFF\",\"command\":\"caf\u00e9\xC3\",\"assetID\":\""
+                               "\xE2\x82\\u00ac\x80\xF0\x9F\",\"assetIDs\":[\"\xED\xA0\x80\"]}")
+                           .value_or(Request{});
+  EXPECT_EQ(request.command, "caf\u00e9\uFFFD");
+  EXPECT_EQ(request.assetID, "\uFFFD\u00ac\uFFFD\uFFFD");
+  EXPECT_EQ(request.assetIDs, std::vector{"\uFFFD"s});
+  EXPECT_FALSE(decoder.decode("{\"command\":\"x\"}\xFF"));
+  EXPECT_FALSE(decoder.decode("\xEF\xBB\xBF{\"command\":\"x\"}"));
+}
 
 TEST(ResponseEncoder, WritesWhatIsSetAndNothingElse) {
   Response response{.ok = false, .status = "s"};
