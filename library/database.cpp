@@ -4,10 +4,12 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <cerrno>
 #include <string>
 #include <system_error>
 
 #include "library/schema.h"
+#include "platform/posix/files.h"
 
 namespace library {
 namespace {
@@ -88,17 +90,17 @@ Error versionError(const fs::path& file, std::int64_t version) {
 
 fs::path databaseFile(const fs::path& folder) { return folder / "library.sqlite"; }
 
-std::optional<FileIdentity> identityOf(const fs::path& file) {
+std::optional<FileIdentity> identityOf(const fs::path& path) {
   struct stat status{};
-  if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    return std::nullopt;
-  }
-  return FileIdentity{.device = status.st_dev, .node = status.st_ino};
+  return stat(path.c_str(), &status) == 0
+             ? std::optional(FileIdentity{.device = status.st_dev, .node = status.st_ino})
+             : std::nullopt;
 }
 
 std::expected<Database, Error> Database::open(const fs::path& folder) {
   const fs::path file = databaseFile(folder);
-  if (!identityOf(file)) {
+  // Opening a pipe would wait for its writer.
+  if (std::error_code none; !fs::is_regular_file(file, none)) {
     return std::unexpected(openError(file, "there is no such file"));
   }
   try {
@@ -139,8 +141,13 @@ std::expected<Database, Error> Database::open(const fs::path& folder) {
 
 std::expected<Database, Error> Database::create(const fs::path& folder) {
   const fs::path file = databaseFile(folder);
+  // An empty file is an empty database. SQLite would let only its owner write to the file it makes,
+  // whatever the umask.
+  if (!platform::posix::makeFile(file.string()).isOpen()) {
+    return std::unexpected(platform::posix::fileError(file.string(), "made", errno));
+  }
   try {
-    return Database(SQLite::Database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE));
+    return Database(SQLite::Database(file.string(), SQLite::OPEN_READWRITE));
   } catch (const SQLite::Exception& exception) {
     return std::unexpected(Error{"“" + file.string() + "” could not be made: " + exception.what()});
   }

@@ -37,8 +37,8 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-/// Nothing when there is no regular file at the path.
-[[nodiscard]] std::optional<FileIdentity> identityOf(const std::filesystem::path& file);
+/// The identity of the file or folder that the path leads to; nothing when there is none.
+[[nodiscard]] std::optional<FileIdentity> identityOf(const std::filesystem::path& path);
 
 class Database {
  public:

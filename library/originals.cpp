@@ -1,7 +1,6 @@
 #include "library/originals.h"
 
 #include <fcntl.h>
-#include <stdlib.h>  // NOLINT(modernize-deprecated-headers): mkstemp is POSIX's
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -38,10 +37,10 @@ std::optional<fs::path> originalFile(const fs::path& library, std::string_view s
   return originalsFolder(library) / sha256.substr(0, 2) / sha256;
 }
 
-NewOriginal::NewOriginal(fs::path library, std::string path, int descriptor)
+NewOriginal::NewOriginal(fs::path library, std::string path, Descriptor descriptor)
     : library_(std::move(library)),
       path_(std::move(path)),
-      descriptor_(descriptor),
+      descriptor_(std::move(descriptor)),
       hasher_(platform::posix::makeSHA256()) {}
 
 NewOriginal::NewOriginal(NewOriginal&& other) noexcept = default;
@@ -102,12 +101,18 @@ std::expected<Originals, Error> Originals::lock(const fs::path& library) {
 }
 
 std::expected<NewOriginal, Error> Originals::begin() const {
-  std::string path = originalsFolder(library_) / (std::string(incompletePrefix) + "XXXXXX");
-  const int descriptor = mkstemp(path.data());
-  if (descriptor < 0) {
-    return failed(path, "made");
+  const std::string start = originalsFolder(library_) / incompletePrefix;
+  // Only this process makes such files now: the first free number is soon found.
+  for (int number = 0;; ++number) {
+    std::string path = start + std::to_string(number);
+    Descriptor file = platform::posix::makeFile(path);
+    if (file.isOpen()) {
+      return NewOriginal(library_, std::move(path), std::move(file));
+    }
+    if (errno != EEXIST) {
+      return failed(path, "made");
+    }
   }
-  return NewOriginal(library_, std::move(path), descriptor);
 }
 
 std::expected<Content, Error> Originals::store(std::string_view text) const {
@@ -121,20 +126,30 @@ std::expected<Content, Error> Originals::store(std::string_view text) const {
   return original->keep();
 }
 
-std::expected<Content, Error> Originals::storeFile(const fs::path& file) const {
+std::expected<Content, StoreFailure> Originals::storeFile(const fs::path& file) const {
+  const auto storeFailed = [](Error& error) {
+    return std::unexpected(StoreFailure{std::move(error)});
+  };
   auto original = begin();
   if (!original) {
-    return std::unexpected(std::move(original.error()));
+    return storeFailed(original.error());
   }
   Result written;
   Result read = platform::posix::readFile(file.string(), [&](std::span<const std::byte> bytes) {
     written = original->append(bytes);
     return written.has_value();
   });
-  if (!read || !written) {
-    return std::unexpected(std::move(read ? written.error() : read.error()));
+  if (!written) {
+    return storeFailed(written.error());
   }
-  return original->keep();
+  if (!read) {
+    return std::unexpected(StoreFailure{std::move(read.error()), /*isUnreadable=*/true});
+  }
+  auto content = original->keep();
+  if (!content) {
+    return storeFailed(content.error());
+  }
+  return std::move(*content);
 }
 
 }  // namespace library

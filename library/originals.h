@@ -17,7 +17,7 @@
 
 namespace library {
 
-/// The folder of all content of the library in `folder`.
+/// The folder of all content of a library, which is given by its own folder.
 [[nodiscard]] std::filesystem::path originalsFolder(const std::filesystem::path& library);
 
 /// The file that holds the content of that digest. Nothing for a text that is no digest: a damaged
@@ -41,13 +41,20 @@ class NewOriginal {
 
  private:
   friend class Originals;
-  NewOriginal(std::filesystem::path library, std::string path, int descriptor);
+  NewOriginal(std::filesystem::path library, std::string path,
+              platform::posix::Descriptor descriptor);
 
   std::filesystem::path library_;
   std::string path_;
   platform::posix::Descriptor descriptor_;
   std::unique_ptr<photos::SHA256> hasher_;
   std::int64_t size_ = 0;
+};
+
+/// Why a file's content could not be stored.
+struct StoreFailure : Error {
+  /// Whether the file could not be read; otherwise the library could not take it.
+  bool isUnreadable = false;
 };
 
 /// The right to store content in a library, which one process has at a time, for as long as the
@@ -61,7 +68,8 @@ class Originals {
 
   /// Stores a text, and a file's content.
   [[nodiscard]] std::expected<Content, Error> store(std::string_view text) const;
-  [[nodiscard]] std::expected<Content, Error> storeFile(const std::filesystem::path& file) const;
+  [[nodiscard]] std::expected<Content, StoreFailure> storeFile(
+      const std::filesystem::path& file) const;
 
  private:
   Originals(std::filesystem::path library, platform::posix::Descriptor folder)

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "library/local_identifier.h"
-#include "platform/posix/files.h"
 #include "sim/capture_date.h"
 #include "utf8.h"
 
@@ -44,21 +43,12 @@ library::Asset newAsset(const FolderGroup& group) {
 std::expected<Importer::Resources, Error> Importer::store(const FolderGroup& group) {
   Resources resources;
   for (const MediaFile& file : group.media.files) {
-    auto original = originals_.begin();
-    if (!original) {
-      return std::unexpected(std::move(original.error()));
+    auto content = originals_.storeFile(group.folder / file.name);
+    if (!content && !content.error().isUnreadable) {
+      return std::unexpected(std::move(content.error()));
     }
-    Result written;
-    Result read =
-        platform::posix::readFile(group.folder / file.name, [&](std::span<const std::byte> bytes) {
-          written = original->append(bytes);
-          return written.has_value();
-        });
-    if (!written) {
-      return std::unexpected(std::move(written.error()));
-    }
-    if (!read) {
-      unreadable_.push_back(std::move(read.error()));
+    if (!content) {
+      unreadable_.push_back(std::move(content.error()));
       if (!resources.empty()) {
         continue;
       }
@@ -66,10 +56,6 @@ std::expected<Importer::Resources, Error> Importer::store(const FolderGroup& gro
         unreadable_.push_back(failure(group.folder / other.name, "belongs to " + file.name));
       }
       break;
-    }
-    auto content = original->keep();
-    if (!content) {
-      return std::unexpected(std::move(content.error()));
     }
     // A library's texts are UTF-8, a file's name may be anything.
     resources.push_back({.type = static_cast<std::int64_t>(file.type),

@@ -16,13 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using library::FileIdentity;
-
-std::optional<FileIdentity> identityOf(const fs::path& path) {
-  struct stat status{};
-  return stat(path.c_str(), &status) == 0
-             ? std::optional(FileIdentity{.device = status.st_dev, .node = status.st_ino})
-             : std::nullopt;
-}
+using library::identityOf;
 
 /// Whether one of the files below the folder is this one. A folder that can't be read, for want of
 /// descriptors for instance, may hold it. The iterators of std::filesystem would abort where there

@@ -22,6 +22,8 @@ class Deletions : public photos::AssetChangeRequest {
     const std::size_t count = local.count();
     for (std::size_t index = 0; index < count; ++index) {
       rows.push_back(local.row(index));
+    }
+    if (count > 0) {
       databases.push_back(local.snapshot()->identity());
     }
   }

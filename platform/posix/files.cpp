@@ -8,8 +8,6 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/posix/descriptor.h"
-
 namespace platform::posix {
 
 int writeAll(int descriptor, std::span<const std::byte> bytes) {
@@ -24,6 +22,11 @@ int writeAll(int descriptor, std::span<const std::byte> bytes) {
     }
   }
   return 0;
+}
+
+Descriptor makeFile(const std::string& path) {
+  constexpr mode_t permissions = 0666;
+  return Descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions));
 }
 
 std::expected<void, photos::Error> readFile(

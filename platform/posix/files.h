@@ -8,11 +8,17 @@
 #include <string>
 
 #include "photos/platform.h"
+#include "platform/posix/descriptor.h"
 
 namespace platform::posix {
 
 /// Writes all bytes, however many writes it takes; 0, or the value of errno that ended it.
 [[nodiscard]] int writeAll(int descriptor, std::span<const std::byte> bytes);
+
+/// Makes an empty file, with the permissions that the umask leaves to any new file, and opens it
+/// for writing. What it gives is not open, and errno tells why, when that fails or something is
+/// there.
+[[nodiscard]] Descriptor makeFile(const std::string& path);
 
 /// Gives a file's bytes to `take`, piece by piece, as long as it returns true.
 [[nodiscard]] std::expected<void, photos::Error> readFile(
