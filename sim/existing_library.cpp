@@ -2,36 +2,21 @@
 
 #include <utf8.h>
 
-#include <algorithm>
-#include <array>
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
-#include <charconv>
 #include <iostream>
 #include <set>
 #include <system_error>
 
 #include "sim/message.h"
+#include "sim/words.h"
 
 namespace sim {
 namespace {
 
 namespace json = boost::json;
 using library::Library;
-
-/// A status is its name's index.
-constexpr std::array<std::string_view, 5> names{"not-determined", "restricted", "denied",
-                                                "authorized", "limited"};
-
-/// The number, and the name if it has one: "3 authorized", "7".
-std::string describeStatus(std::int64_t status) {
-  std::string text = std::to_string(status);
-  if (status >= 0 && status < std::ssize(names)) {
-    text.append(" ").append(names[static_cast<std::size_t>(status)]);
-  }
-  return text;
-}
 
 json::object described(const library::Asset& asset,
                        const std::vector<library::Resource>& resources) {
@@ -79,19 +64,6 @@ std::expected<Library, Error> openLibrary(const std::filesystem::path& folder) {
                                  "; name a library that photos-sim has made and you may change"});
   }
   return opened;
-}
-
-std::optional<std::int64_t> parseStatus(std::string_view text) {
-  const auto name = std::ranges::find(names, text);
-  return name == names.end() ? parseInteger(text)
-                             : std::optional<std::int64_t>(name - names.begin());
-}
-
-std::optional<std::int64_t> parseInteger(std::string_view text) {
-  std::int64_t value = 0;
-  const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool isWhole = error == std::errc() && rest == text.data() + text.size();
-  return isWhole ? std::optional(value) : std::nullopt;
 }
 
 Result printAccess(const std::filesystem::path& folder) {

@@ -7,7 +7,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "library/library.h"
 
@@ -19,13 +18,6 @@ namespace sim {
 
 [[nodiscard]] std::expected<library::Library, library::Error> openLibrary(
     const std::filesystem::path& folder);
-
-/// The status that a number or a name (not-determined, restricted, denied, authorized, limited)
-/// stands for; nothing for any other text.
-[[nodiscard]] std::optional<std::int64_t> parseStatus(std::string_view text);
-
-/// The number that the whole text writes in decimal, if it fits.
-[[nodiscard]] std::optional<std::int64_t> parseInteger(std::string_view text);
 
 /// Prints the access status and the next prompt's answer to standard output, a line each.
 [[nodiscard]] library::Result printAccess(const std::filesystem::path& folder);

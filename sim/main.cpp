@@ -18,6 +18,7 @@
 #include "sim/message.h"
 #include "sim/new_library.h"
 #include "sim/synthetic.h"
+#include "sim/words.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ Result createLibrary(const Words& words) {
     return description ? sim::makeDescribedLibrary(words.library, *description, *words.description)
                        : std::unexpected(description.error());
   }
-  if (const auto count = sim::parseInteger(words.synthetic)) {
+  if (const auto count = sim::parseCount(words.synthetic)) {
     return sim::makeSyntheticLibrary(words.library, *count);
   }
   return sim::makeLibrary(words.library, sim::defaultSettings(),
@@ -79,13 +80,13 @@ Result recentlyDeleted(const Words& words) {
 }
 
 std::string checkCount(const std::string& text) {
-  return sim::parseInteger(text).value_or(-1) >= 0 ? "" : text + " is no number of assets";
+  return sim::parseCount(text) ? "" : text + " is no number of assets";
 }
 
 std::string checkStatus(const std::string& text) {
   constexpr const char* problem =
-      " is no status; give a number, or one of not-determined, restricted, denied, authorized, "
-      "limited";
+      " is no status; give a number from 0 on, or one of not-determined, restricted, denied, "
+      "authorized, limited";
   return sim::parseStatus(text) ? "" : text + problem;
 }
 
@@ -128,15 +129,22 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
 int run(int argc, char** argv) {
   CLI::App app("Makes, fills, changes and serves local photo libraries.", "photos-sim");
   app.require_subcommand(1);
+  app.set_version_flag("--version", "photos-sim " PROJECT_VERSION, "Print the version and exit");
   Words words;
   std::function<Result()> chosen;
   declare(app, words, chosen);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& asked) {
-    return app.exit(asked);
+    static_cast<void>(app.exit(asked));
+    chosen = sim::flushOutput;
   } catch (const CLI::ParseError& wrong) {
-    sim::say(std::string(wrong.what()) + "; see photos-sim --help");
+    const auto called = app.get_subcommands();
+    const auto unknown = called.empty() ? app.remaining() : std::vector<std::string>();
+    const std::string problem =
+        unknown.empty() ? wrong.what() : "A subcommand is required, not " + unknown.front();
+    const std::string command = called.empty() ? "" : called.front()->get_name() + " ";
+    sim::say(problem + "; see photos-sim " + command + "--help");
     return 2;
   }
   if (const Result done = chosen(); !done) {

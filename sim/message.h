@@ -1,4 +1,5 @@
 // What photos-sim tells people: whole lines on standard error, whatever a file's name holds.
+// Control characters and bytes that are not UTF-8 are shown escaped.
 //
 // A failure travels as a value up to main, which says it. Its text names the place first, then
 // what is wrong there, then what to do about it.

@@ -6,6 +6,7 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "library/local_identifier.h"
 #include "platform/posix/files.h"
@@ -53,7 +54,31 @@ Result refuseExisting(const fs::path& place) {
   return {};
 }
 
-/// The absolute path, without a slash at its end. Makes the folders on the way to it.
+/// The folders that are missing on the way to a place. The destructor removes those that are there
+/// and empty.
+class MissingFolders {
+ public:
+  explicit MissingFolders(const fs::path& place) {
+    std::error_code error;
+    for (fs::path folder = place.parent_path(); !fs::exists(folder, error) && !error;
+         folder = folder.parent_path()) {
+      missing_.push_back(folder);
+    }
+  }
+  MissingFolders(const MissingFolders&) = delete;
+  MissingFolders& operator=(const MissingFolders&) = delete;
+  ~MissingFolders() {
+    std::error_code ignored;
+    for (const fs::path& folder : missing_) {
+      fs::remove(folder, ignored);
+    }
+  }
+
+ private:
+  std::vector<fs::path> missing_;
+};
+
+/// The absolute path, without a slash at its end.
 std::expected<fs::path, Error> preparedPlace(const fs::path& place) {
   std::error_code error;
   fs::path prepared = fs::absolute(place, error);
@@ -63,10 +88,6 @@ std::expected<fs::path, Error> preparedPlace(const fs::path& place) {
   }
   if (!prepared.has_filename()) {
     prepared = prepared.parent_path();
-  }
-  fs::create_directories(prepared.parent_path(), error);
-  if (error) {
-    return std::unexpected(failure(prepared.parent_path(), error, "choose another place"));
   }
   return prepared;
 }
@@ -110,13 +131,18 @@ Result makeLibrary(const fs::path& place, const library::Settings& settings, con
   if (Result free = refuseExisting(*prepared); !free) {
     return free;
   }
+  const MissingFolders missing(*prepared);
+  std::error_code error;
+  fs::create_directories(prepared->parent_path(), error);
+  if (error) {
+    return std::unexpected(failure(prepared->parent_path(), error, "choose another place"));
+  }
   Result made;
   {
     const BuildingSite site(*prepared);
     // A folder in the private one: the library gets the permissions of any new folder of the
     // user's.
     const fs::path folder = site.folder() / "library";
-    std::error_code error;
     if (!site.isThere() || !fs::create_directory(folder, error)) {
       return std::unexpected(failure(site.folder(), error ? error : lastSystemError(),
                                      "check the folder that LIBRARY goes into"));

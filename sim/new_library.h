@@ -20,7 +20,7 @@ namespace sim {
 using Fill = std::function<library::Result(library::Library&, const library::Originals&)>;
 
 /// Makes the library at `place`, where nothing may be yet, with the folders on the way to it, and
-/// fills it with `fill`. After a failure nothing is there, and nothing is left beside it.
+/// fills it with `fill`. After a failure nothing is there, and nothing that it made is left.
 [[nodiscard]] library::Result makeLibrary(const std::filesystem::path& place,
                                           const library::Settings& settings, const Fill& fill);
 
