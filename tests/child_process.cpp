@@ -70,8 +70,11 @@ ChildProcess::ChildProcess(std::vector<std::string> command, const std::filesyst
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setsigdefault(&attributes, &defaults);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  // Nor may it rely on SIGCHLD, which a host may leave ignored.
+  const auto before = std::signal(SIGCHLD, SIG_IGN);
   const int error =
       posix_spawn(&process_, arguments[0], &actions, &attributes, arguments.data(), environ);
+  std::signal(SIGCHLD, before);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   close(input[0]);

@@ -144,10 +144,8 @@ TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {
                                            "echo \"$1\" >>opened; exec test ! -e refuse\n";
     fs::permissions(folder.path() / name, fs::perms::owner_all);
   }
-  // Started by a host that ignores the end of its children, which is inherited.
   ChildProcess program(
-      {"/bin/sh", "-c", "trap '' CHLD; export PATH=\"$PWD:$PATH\"; exec \"$0\" serve Library",
-       PHOTOS_SIM},
+      {"/bin/sh", "-c", "export PATH=\"$PWD:$PATH\"; exec \"$0\" serve Library", PHOTOS_SIM},
       folder.path());
   const std::string request = "{\"command\":\"open\",\"assetID\":\"//A//L0/001\"}\n";
   program.write(request);
