@@ -93,8 +93,10 @@ class FirstLight(unittest.TestCase):
 
     def test_leaves_nothing_behind_when_interrupted(self):
         process = tempfile.NamedTemporaryFile()
+        # Both signals are pending when it goes on.
+        signals = "; ".join(f"kill -{name} $PPID" for name in ("STOP", "INT", "TERM", "CONT"))
         self.first_light(130, "interrupted", helper=[
-            "sh", "-c", f"read line; echo $$ >{process.name}; kill -INT $PPID; exec sleep 1000"])
+            "sh", "-c", f"read line; echo $$ >{process.name}; {signals}; exec sleep 1000"])
         self.assertRaises(ProcessLookupError, os.kill, int(process.read()), 0)
 
     def test_checks_the_program_on_a_mac(self):

@@ -24,6 +24,7 @@ PAGE = 500
 CANDIDATES = 10
 LOG_LINES = 20
 PHOTO = 1
+SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 BUILD, SIGNATURE, ENTITLEMENT = "Build", "Signature, hardened runtime", "Photos entitlement"
 DESCRIPTION, LIBRARIES = "Usage description inside", "Libraries of the system only"
@@ -52,7 +53,14 @@ class Interrupted(BaseException):
     """A signal has come: its number."""
 
 
+def leave_alone():
+    """Not with SIG_IGN: Python writes about a signal that was pending when it came to be ignored."""
+    for number in SIGNALS:
+        signal.signal(number, lambda *_: None)
+
+
 def interrupt(number, _):
+    leave_alone()
     raise Interrupted(number)
 
 
@@ -331,13 +339,12 @@ def options():
 
 def main():
     chosen = options()
-    signals = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
     light = FirstLight(chosen)
     if chosen.helper:
         light.note(BUILD, "another helper was named", LEFT_OUT)
     status, complaint = 0, None
     try:
-        for number in signals:
+        for number in SIGNALS:
             signal.signal(number, interrupt)
         light.run()
     except Problem as problem:
@@ -347,8 +354,7 @@ def main():
     except Interrupted as interrupted:
         status, complaint = 128 + interrupted.args[0], "interrupted"
     finally:
-        for number in signals:
-            signal.signal(number, signal.SIG_IGN)
+        leave_alone()
         light.clean_up()
     table = light.table()
     results = {result for _, result in light.results.values()}
