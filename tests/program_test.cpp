@@ -144,9 +144,9 @@ TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {
                                            "echo \"$1\" >>opened; exec test ! -e refuse\n";
     fs::permissions(folder.path() / name, fs::perms::owner_all);
   }
-  ChildProcess program(
-      {"/bin/sh", "-c", "export PATH=\"$PWD:$PATH\"; exec \"$0\" serve Library", PHOTOS_SIM},
-      folder.path());
+  // Not by way of a shell, which may give SIGCHLD its default action.
+  const std::string path = "PATH=" + folder.path().string() + ":" + std::getenv("PATH");
+  ChildProcess program({"/usr/bin/env", path, PHOTOS_SIM, "serve", "Library"}, folder.path());
   const std::string request = "{\"command\":\"open\",\"assetID\":\"//A//L0/001\"}\n";
   program.write(request);
   EXPECT_EQ(program.readLine(), "{\"ok\":true,\"status\":\"opened_in_photos\"}\n");
