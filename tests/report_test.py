@@ -1,0 +1,149 @@
+"""The backup's report, as a browser shows it: CHROMIUM names the program."""
+
+import html
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+import urllib.parse
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "hosts" / "python"))
+from report import Failure, Report, SavedFile, write_report  # noqa: E402
+
+PICTURE = ROOT / "examples" / "media" / "2023-summer" / "IMG_0001.JPG"
+DAY = 86400
+EVIL = "\"'><script>alert(1)</script><img src=x onerror=alert(2)>&amp;"
+# What a file is called in the backup, and how the page shows the name.
+NAMES = {EVIL.replace("/", "_") + ".jpg": None, "-a #b?c%41&d=+e;.jpg": None, "a:b\\c.JPEG": None,
+         "\u202egpj.\n\x1b.jpg": "\\u{202e}gpj.\\u{a}\\u{1b}.jpg", "été 日本 🏔.jpg": None,
+         os.fsdecode(b"\xff\xc3.jpg"): "\\u{dcff}\\u{dcc3}.jpg", "W" * 200 + ".jpg": None}
+
+# Runs under the page's own policy, with which it is only let in. What the policy blocks it tells.
+PROBE = """<script nonce=probe>
+const blocked = [];
+addEventListener("securitypolicyviolation", (event) => blocked.push(event.blockedURI));
+addEventListener("load", () => {
+  for (const details of document.querySelectorAll("details")) details.open = true;
+  const all = (selector, of) => [...document.querySelectorAll(selector)].map(of);
+  const text = (element) => element.textContent;
+  parent.postMessage({ blocked, width: innerWidth, needed: document.documentElement.scrollWidth,
+    title: document.title, numbers: all(".numbers strong", text), months: all("summary", text),
+    failures: all(".bad li", (element) => element.innerText),
+    names: all(".grid li", text), companions: all(".with a", text),
+    links: all("li a, .with a", (link) => link.getAttribute("href")),
+    natural: all("img", (image) => image.complete && image.naturalWidth),
+    boxes: all(".box", (box) => Math.abs(box.offsetWidth - box.offsetHeight) < 2 &&
+      box.offsetWidth > 100 && box.offsetWidth < 200),
+    bars: all("rect", (bar) => [text(bar), Number(bar.getAttribute("height"))]),
+    labels: all(".chart span", text), isFailureFirst: !document.querySelector(".bad") ||
+      !!(document.querySelector(".bad").compareDocumentPosition(document.querySelector("li img")) &
+        Node.DOCUMENT_POSITION_FOLLOWING) }, "*");
+});
+</script>"""
+
+FRAMES = """<!doctype html><pre></pre>
+<script>addEventListener("message", (message) =>
+  document.querySelector("pre").append(JSON.stringify(message.data) + "\\n"));</script>
+<iframe src=probe.html width=360 height=800></iframe>
+<iframe src=probe.html width=1280 height=800></iframe>"""
+
+
+class ReportTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name, "with space #1")
+        self.folder.mkdir()
+
+    def saved(self, name, created, media_type="photo", resource_type=1, shown=None):
+        path = self.folder / "files" / name
+        path.parent.mkdir(exist_ok=True)
+        shutil.copy(PICTURE, path)
+        return SavedFile(path, shown or name, created, media_type, resource_type, 1_000_000)
+
+    def seen(self, files, failures=(), finished=True):
+        """What the page tells at the width of a phone and at that of a desk."""
+        page = self.folder / "pages" / "report.html"
+        page.parent.mkdir(exist_ok=True)
+        folder = pathlib.Path("/", 200 * "W")
+        write_report(page, Report(folder, files, list(failures), 0, 2, finished, 1.7e9))
+        policy, probed = "default-src 'none'", page.read_text(encoding="utf-8")
+        self.assertEqual(probed.count(policy), 1)
+        probed = probed.replace(policy, f"{policy}; script-src 'nonce-probe'")
+        probed = probed.replace("<title>", PROBE + "<title>", 1).replace("loading=lazy", "")
+        (page.parent / "probe.html").write_text(probed, encoding="utf-8")
+        (page.parent / "frames.html").write_text(FRAMES, encoding="utf-8")
+        shown = subprocess.run(
+            [os.environ["CHROMIUM"], "--headless", "--no-sandbox", "--disable-gpu", "--dump-dom",
+             "--virtual-time-budget=20000", f"--user-data-dir={self.folder}/profile",
+             (page.parent / "frames.html").as_uri()],
+            check=True, capture_output=True, encoding="utf-8", timeout=100).stdout
+        seen = html.unescape(shown[shown.index("<pre>") + 5:shown.index("</pre>")]).splitlines()
+        phone, desk = sorted(map(json.loads, seen), key=lambda one: one["width"])
+        self.assertEqual((phone["width"], desk["width"]), (360, 1280))
+        for one in phone, desk:
+            self.assertEqual(one["blocked"], [])
+            self.assertLessEqual(one["needed"], one["width"])
+            self.assertTrue(all(one["natural"]), one["natural"])
+            self.assertTrue(all(one["boxes"]))
+            self.assertTrue(one["isFailureFirst"])
+        for link in desk["links"]:
+            path = os.path.join(os.fsencode(page.parent), urllib.parse.unquote_to_bytes(link))
+            self.assertTrue(os.path.isfile(path), link)
+        return desk
+
+    def test_shows_every_file_by_date_whatever_it_is_called(self):
+        files = [self.saved(name, (10 + place) * DAY) for place, name in enumerate(NAMES)]
+        files += [self.saved("raw.DNG", 9 * DAY, "photo", 4), self.saved("later.png", 1e300),
+                  self.saved("v.MOV", 8 * DAY, "video", 2), self.saved("nul.jpg", -1, shown="\0"),
+                  self.saved("live.MOV", 40 * DAY, "photo", 9)]
+        failures = [Failure(EVIL, EVIL, 5, EVIL), Failure("", "\u2028\ud800", 42, "a\nb")]
+        page = self.seen(files, failures)
+        self.assertEqual(page["title"], "2 files could not be saved")
+        self.assertEqual(page["numbers"], ["12 files", "12.0 MB", "1969 – 1970", "2 new"])
+        self.assertEqual(page["failures"], [
+            f"{EVIL} (edited photo)\n{EVIL}\n{EVIL}",
+            "unnamed (type 42)\na\\u{a}b\n\\u{2028}\\u{d800}"])
+        self.assertEqual(page["names"], ["later.png", *reversed([
+            shown or name for name, shown in NAMES.items()]), "DNGraw.DNG", "▶ MOVv.MOV", "\\u{0}"])
+        self.assertEqual(page["companions"], ["live.MOV"])
+        self.assertEqual(len(page["natural"]), len(NAMES) + 2)
+        self.assertEqual(page["months"], [
+            "Other dates1 file, 1.0 MB", "February 19701 file, 1.0 MB",
+            "January 19709 files, 9.0 MB", "December 19691 file, 1.0 MB"])
+        self.assertEqual(page["bars"], [["December 1969: 1 file", 11.11],
+                                        ["January 1970: 9 files", 100],
+                                        ["February 1970: 1 file", 11.11]])
+        self.assertEqual(page["labels"], ["Dec 1969", "Jan 1970", "Feb 1970"])
+
+    def test_the_chart_and_the_pictures_take_many_years(self):
+        picture = self.saved("a.jpg", 0)
+        files = [SavedFile(picture.path, f"{month}", month * 30.5 * DAY, "photo", 1, 1)
+                 for month in range(180)]
+        page = self.seen(files, finished=False)
+        self.assertEqual(page["title"], "The backup was interrupted")
+        self.assertEqual(len(page["bars"]), len(page["months"]))
+        self.assertEqual(page["labels"], ["1971", "1974", "1977", "1980", "1983"])
+        self.assertEqual(page["names"], [str(month) for month in reversed(range(180))])
+        self.assertEqual(self.seen([])["bars"], [])
+
+    def test_is_written_whole_or_not_at_all(self):
+        page = self.folder / "report.html"
+        page.write_text("older")
+        with self.assertRaises(UnicodeEncodeError):
+            write_report(page, Report(self.folder, [self.saved("a.jpg", 0)] + [
+                SavedFile(self.folder / "\ud800", "", 0, "photo", 1, 1)], [], 0, 0, True, 0))
+        self.assertEqual(page.read_text(), "older")
+        for path in self.folder / "none" / "report.html", self.folder / "files":
+            with self.assertRaises(OSError):
+                write_report(path, Report(self.folder, [], [], 0, 0, True, 0))
+        self.assertEqual(sorted(os.listdir(self.folder)), ["files", "report.html"])
+
+
+if __name__ == "__main__":
+    unittest.main()
