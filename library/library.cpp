@@ -18,6 +18,10 @@ std::optional<std::string> optionalText(Row& row, int column) {
   return row.isColumnNull(column) ? std::nullopt : std::optional(row.getColumn(column).getString());
 }
 
+std::optional<std::int64_t> optionalInteger(Row& row, int column) {
+  return row.isColumnNull(column) ? std::nullopt : std::optional(row.getColumn(column).getInt64());
+}
+
 /// Only a damaged or edited database holds an infinite date. It counts as none.
 std::optional<photos::Date> optionalDate(Row& row, int column) {
   const double date = row.getColumn(column).getDouble();
@@ -48,12 +52,15 @@ Settings readSettings(Row& row) {
   return {
       .authorizationStatus = row.getColumn(0).getInt64(),
       .promptAnswer = row.getColumn(1).getInt64(),
-      .userLibraryAlbum = optionalText(row, 2),
+      .promptDelay = row.getColumn(2).getDouble(),
+      .userLibraryAlbum = optionalText(row, 3),
       .opensURLs =
-          row.isColumnNull(3) ? std::nullopt : std::optional(row.getColumn(3).getInt() != 0),
-      .deletionSuccess = row.getColumn(4).getInt() != 0,
-      .deletionError = optionalText(row, 5),
-      .networkReachable = row.getColumn(6).getInt() != 0,
+          row.isColumnNull(4) ? std::nullopt : std::optional(row.getColumn(4).getInt() != 0),
+      .deletionSuccess = row.getColumn(5).getInt() != 0,
+      .deletionError = optionalText(row, 6),
+      .deletionDelay = row.getColumn(7).getDouble(),
+      .deletionCrash = DeletionCrash{row.getColumn(8).getInt64()},
+      .networkReachable = row.getColumn(9).getInt() != 0,
   };
 }
 
@@ -92,20 +99,24 @@ Resource readResource(Row& row) {
       .content = {.size = row.getColumn(2).getInt64(), .sha256 = optionalText(row, 3)},
       .cloud = row.getColumn(4).getInt() != 0,
       .chunks = chunks(row.getColumn(5).getString()),
+      .delay = row.getColumn(6).getDouble(),
+      .bytesPerSecond = optionalInteger(row, 7),
       .failure = {},
   };
-  if (!row.isColumnNull(6)) {
-    resource.failure = {.afterBytes = row.getColumn(6).getInt64(),
-                        .error = row.getColumn(7).getString()};
+  if (!row.isColumnNull(8)) {
+    resource.failure = {.afterBytes = row.getColumn(8).getInt64(),
+                        .kind = DeliveryFailure::Kind{row.getColumn(9).getInt64()},
+                        .error = row.getColumn(10).getString()};
   }
   return resource;
 }
 
 Result insertSettings(Database& database, const Settings& settings) {
-  return database.run("INSERT INTO library VALUES (1, ?, ?, ?, ?, ?, ?, ?)",
-                      settings.authorizationStatus, settings.promptAnswer,
+  return database.run("INSERT INTO library VALUES (1, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+                      settings.authorizationStatus, settings.promptAnswer, settings.promptDelay,
                       settings.userLibraryAlbum, settings.opensURLs, settings.deletionSuccess,
-                      settings.deletionError, settings.networkReachable);
+                      settings.deletionError, settings.deletionDelay,
+                      std::to_underlying(settings.deletionCrash), settings.networkReachable);
 }
 
 }  // namespace
@@ -159,8 +170,8 @@ bool Library::isSound() {
 
 std::expected<Settings, Error> Library::settings() {
   auto settings = database_.row(
-      "SELECT authorizationStatus, promptAnswer, userLibraryAlbum, opensURLs, deletionSuccess, "
-      "deletionError, networkReachable FROM library",
+      "SELECT authorizationStatus, promptAnswer, promptDelay, userLibraryAlbum, opensURLs, "
+      "deletionSuccess, deletionError, deletionDelay, deletionCrash, networkReachable FROM library",
       readSettings);
   if (!settings) {
     return std::unexpected(std::move(settings.error()));
@@ -214,8 +225,9 @@ std::expected<std::optional<std::int64_t>, Error> Library::rowOfAssetHolding(
 
 std::expected<std::optional<Resource>, Error> Library::resource(const ResourceRow& row) {
   return database_.row(
-      "SELECT type, originalFilename, size, sha256, cloud, chunks, failureAfterBytes, "
-      "failureError FROM resource WHERE asset = ? AND position = ?",
+      "SELECT type, originalFilename, size, sha256, cloud, chunks, delay, bytesPerSecond, "
+      "failureAfterBytes, failureKind, failureError FROM resource "
+      "WHERE asset = ? AND position = ?",
       readResource, row.asset, row.position);
 }
 
@@ -227,8 +239,9 @@ Result Library::eachRecentlyDeleted(
       "WHERE recentlyDeleted = 1 ORDER BY creationDate, id",
       [&](Row& row) {
         auto resources = database_.rows(
-            "SELECT type, originalFilename, size, sha256, cloud, chunks, failureAfterBytes, "
-            "failureError FROM resource WHERE asset = ? ORDER BY position",
+            "SELECT type, originalFilename, size, sha256, cloud, chunks, delay, bytesPerSecond, "
+            "failureAfterBytes, failureKind, failureError FROM resource WHERE asset = ? "
+            "ORDER BY position",
             readResource, row.getColumn(4).getInt64());
         if (!resources) {
           ofResources = std::unexpected(std::move(resources.error()));
@@ -264,6 +277,10 @@ Result Library::setAccess(std::optional<std::int64_t> authorizationStatus,
       authorizationStatus, promptAnswer);
 }
 
+Result Library::setNetworkReachable(bool isReachable) {
+  return database_.run("UPDATE library SET networkReachable = ?", isReachable);
+}
+
 Result Library::answerPrompt() {
   return database_.run(
       "UPDATE library SET authorizationStatus = promptAnswer WHERE authorizationStatus = 0");
@@ -284,10 +301,11 @@ Result Library::addResource(std::int64_t asset, const Resource& resource) {
   const auto& failure = resource.failure;
   return database_.run(
       "INSERT INTO resource SELECT ?1, ifnull(max(position) + 1, 0), ?2, ?3, ?4, ?5, ?6, ?7, ?8, "
-      "?9 FROM resource WHERE asset = ?1",
+      "?9, ?10, ?11, ?12 FROM resource WHERE asset = ?1",
       asset, resource.type, resource.originalFilename, resource.content.size,
-      resource.content.sha256, resource.cloud, chunksText(resource.chunks),
-      failure ? std::optional(failure->afterBytes) : std::nullopt,
+      resource.content.sha256, resource.cloud, chunksText(resource.chunks), resource.delay,
+      resource.bytesPerSecond, failure ? std::optional(failure->afterBytes) : std::nullopt,
+      failure ? std::optional(std::to_underlying(failure->kind)) : std::nullopt,
       failure ? std::optional(failure->error) : std::nullopt);
 }
 

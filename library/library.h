@@ -62,6 +62,7 @@ class Library {
   /// Sets what is given and leaves the rest.
   [[nodiscard]] Result setAccess(std::optional<std::int64_t> authorizationStatus,
                                  std::optional<std::int64_t> promptAnswer);
+  [[nodiscard]] Result setNetworkReachable(bool isReachable);
   /// Sets a status that is not determined to the prompt's answer.
   [[nodiscard]] Result answerPrompt();
 

@@ -9,7 +9,7 @@ namespace library {
 inline constexpr std::int64_t applicationID = 0x50484C42;
 
 /// Raised by every change of the schema; a library of another version is not opened.
-inline constexpr std::int64_t schemaVersion = 1;
+inline constexpr std::int64_t schemaVersion = 2;
 
 /// The first half of making a library. It is not synced: after a crash the library is made anew.
 /// Pages are larger than SQLite's default. The rows of a listing are all over the database, and
@@ -24,10 +24,13 @@ CREATE TABLE library (
   id                  INTEGER PRIMARY KEY CHECK (id = 1),
   authorizationStatus INTEGER NOT NULL,
   promptAnswer        INTEGER NOT NULL,
+  promptDelay         REAL NOT NULL CHECK (promptDelay BETWEEN 0 AND 86400),
   userLibraryAlbum    TEXT,
   opensURLs           INTEGER CHECK (opensURLs IN (0, 1)),
   deletionSuccess     INTEGER NOT NULL CHECK (deletionSuccess IN (0, 1)),
   deletionError       TEXT,
+  deletionDelay       REAL NOT NULL CHECK (deletionDelay BETWEEN 0 AND 86400),
+  deletionCrash       INTEGER NOT NULL CHECK (deletionCrash IN (0, 1, 2)),
   networkReachable    INTEGER NOT NULL CHECK (networkReachable IN (0, 1))
 ) STRICT;
 
@@ -49,7 +52,10 @@ CREATE TABLE resource (
   sha256            TEXT CHECK (length(sha256) = 64),
   cloud             INTEGER NOT NULL DEFAULT 0 CHECK (cloud IN (0, 1)),
   chunks            TEXT,
+  delay             REAL NOT NULL DEFAULT 0 CHECK (delay BETWEEN 0 AND 86400),
+  bytesPerSecond    INTEGER CHECK (bytesPerSecond > 0),
   failureAfterBytes INTEGER CHECK (failureAfterBytes >= 0),
+  failureKind       INTEGER CHECK (failureKind IN (0, 1, 2)),
   failureError      TEXT,
   PRIMARY KEY (asset, position)
 ) STRICT, WITHOUT ROWID;
@@ -70,7 +76,7 @@ COMMIT;
 PRAGMA synchronous = FULL;
 PRAGMA journal_mode = WAL;
 PRAGMA application_id = 1346915394;
-PRAGMA user_version = 1;
+PRAGMA user_version = 2;
 PRAGMA wal_checkpoint(TRUNCATE);
 )sql";
 

@@ -19,6 +19,7 @@ namespace sim {
 
 namespace fs = std::filesystem;
 namespace json = boost::json;
+using library::DeletionCrash;
 
 std::optional<OpensURLs> valueOf(As<OpensURLs> /*type*/, const json::value& value) {
   if (value.is_bool()) {
@@ -28,6 +29,29 @@ std::optional<OpensURLs> valueOf(As<OpensURLs> /*type*/, const json::value& valu
 }
 
 std::string expectation(As<OpensURLs> /*type*/) { return "true, false or \"system\""; }
+
+std::optional<Delay> valueOf(As<Delay> /*type*/, const json::value& value) {
+  const auto seconds = valueOf(As<double>(), value);
+  return seconds && *seconds >= 0 && *seconds <= library::longestDelay
+             ? std::optional(Delay{*seconds})
+             : std::nullopt;
+}
+
+std::string expectation(As<Delay> /*type*/) { return "a number from 0 to 86400"; }
+
+std::optional<True> valueOf(As<True> /*type*/, const json::value& value) {
+  return value == true ? std::optional(True()) : std::nullopt;
+}
+
+std::string expectation(As<True> /*type*/) { return "true"; }
+
+std::optional<DeletionCrash> valueOf(As<DeletionCrash> /*type*/, const json::value& value) {
+  return value == "before"  ? std::optional(DeletionCrash::before)
+         : value == "after" ? std::optional(DeletionCrash::after)
+                            : std::nullopt;
+}
+
+std::string expectation(As<DeletionCrash> /*type*/) { return "\"before\" or \"after\""; }
 
 namespace {
 
@@ -56,12 +80,16 @@ std::expected<json::value, std::string> parseJSON(std::string_view text) {
   return parser.release();
 }
 
+bool isExactlyOne(const auto&... fields) { return (int{fields.has_value()} + ...) == 1; }
+
 /// What is wrong with a resource although its values have the right types.
 std::optional<std::string> faultOf(const DescribedResource& resource, const fs::path& folder) {
-  if (int{resource.file.has_value()} + int{resource.text.has_value()} +
-          int{resource.size.has_value()} !=
-      1) {
+  if (!isExactlyOne(resource.file, resource.text, resource.size)) {
     return ": expected exactly one of file, text and size";
+  }
+  const auto& failure = resource.failure;
+  if (failure && !isExactlyOne(failure->error, failure->stall, failure->crash)) {
+    return ".failure: expected exactly one of error, stall and crash";
   }
   if (!resource.file) {
     return std::nullopt;
@@ -102,6 +130,7 @@ library::Settings settingsOf(const Description& description) {
   library::Settings settings = defaultSettings();
   settings.authorizationStatus = description.authorization.value_or(settings.authorizationStatus);
   settings.promptAnswer = description.promptAnswer.value_or(settings.promptAnswer);
+  settings.promptDelay = description.promptDelay.value_or(Delay()).seconds;
   if (description.userLibraryAlbum) {
     settings.userLibraryAlbum = description.userLibraryAlbum->value;
   }
@@ -109,9 +138,13 @@ library::Settings settingsOf(const Description& description) {
   const DescribedDeletion deletion = description.deletion.value_or(DescribedDeletion());
   settings.deletionSuccess = deletion.success;
   settings.deletionError = deletion.error;
+  settings.deletionDelay = deletion.delay.value_or(Delay()).seconds;
+  settings.deletionCrash = deletion.crash.value_or(DeletionCrash::none);
   settings.networkReachable = description.networkReachable.value_or(settings.networkReachable);
   return settings;
 }
+
+using Failure = library::DeliveryFailure::Kind;
 
 library::Asset assetOf(const DescribedAsset& described) {
   library::Asset asset;
@@ -132,10 +165,16 @@ library::Resource resourceOf(const DescribedResource& described) {
   for (const ChunkLength& length : described.chunks.value_or(std::vector<ChunkLength>())) {
     resource.chunks.push_back(length.value);
   }
-  if (described.failure) {
-    resource.failure = {
-        .afterBytes = described.failure->afterBytes.value_or(Count()).value,
-        .error = described.failure->error.value_or("the resource could not be delivered")};
+  resource.delay = described.delay.value_or(Delay()).seconds;
+  if (described.bytesPerSecond) {
+    resource.bytesPerSecond = described.bytesPerSecond->value;
+  }
+  if (const auto& failure = described.failure) {
+    resource.failure = {.afterBytes = failure->afterBytes.value_or(Count()).value,
+                        .kind = failure->stall   ? Failure::stall
+                                : failure->crash ? Failure::crash
+                                                 : Failure::error,
+                        .error = failure->error.value_or("")};
   }
   return resource;
 }

@@ -21,14 +21,26 @@ using library::Result;
 
 using Count = IntegerWithin<0, std::numeric_limits<std::int64_t>::max()>;
 using ChunkLength = IntegerWithin<0, library::longestChunk>;
+using Pace = IntegerWithin<1, std::numeric_limits<std::int64_t>::max()>;
+
+/// A number from 0 to library::longestDelay.
+struct Delay {
+  double seconds = 0;
+};
+
+/// The value true.
+struct True {};
 
 // The keys of a description are the members' names. What may be missing is a std::optional.
 
 struct DescribedFailure {
   std::optional<Count> afterBytes;
+  /// Exactly one of these three.
   std::optional<std::string> error;
+  std::optional<True> stall;
+  std::optional<True> crash;
 };
-BOOST_DESCRIBE_STRUCT(DescribedFailure, (), (afterBytes, error))
+BOOST_DESCRIBE_STRUCT(DescribedFailure, (), (afterBytes, error, stall, crash))
 
 struct DescribedResource {
   std::int64_t type = 0;
@@ -39,10 +51,13 @@ struct DescribedResource {
   std::optional<Count> size;
   std::optional<bool> cloud;
   std::optional<std::vector<ChunkLength>> chunks;
+  std::optional<Delay> delay;
+  std::optional<Pace> bytesPerSecond;
   std::optional<DescribedFailure> failure;
 };
 BOOST_DESCRIBE_STRUCT(DescribedResource, (),
-                      (type, originalFilename, file, text, size, cloud, chunks, failure))
+                      (type, originalFilename, file, text, size, cloud, chunks, delay,
+                       bytesPerSecond, failure))
 
 struct DescribedAsset {
   std::optional<std::string> localIdentifier;
@@ -57,8 +72,10 @@ BOOST_DESCRIBE_STRUCT(DescribedAsset, (),
 struct DescribedDeletion {
   bool success = true;
   std::optional<std::string> error;
+  std::optional<Delay> delay;
+  std::optional<library::DeletionCrash> crash;
 };
-BOOST_DESCRIBE_STRUCT(DescribedDeletion, (), (success, error))
+BOOST_DESCRIBE_STRUCT(DescribedDeletion, (), (success, error, delay, crash))
 
 /// true, false or "system".
 struct OpensURLs {
@@ -68,6 +85,7 @@ struct OpensURLs {
 struct Description {
   std::optional<std::int64_t> authorization;
   std::optional<std::int64_t> promptAnswer;
+  std::optional<Delay> promptDelay;
   std::optional<Nullable<std::string>> userLibraryAlbum;
   std::optional<OpensURLs> opensURLs;
   std::optional<DescribedDeletion> deletion;
@@ -75,8 +93,8 @@ struct Description {
   std::optional<std::vector<DescribedAsset>> assets;
 };
 BOOST_DESCRIBE_STRUCT(Description, (),
-                      (authorization, promptAnswer, userLibraryAlbum, opensURLs, deletion,
-                       networkReachable, assets))
+                      (authorization, promptAnswer, promptDelay, userLibraryAlbum, opensURLs,
+                       deletion, networkReachable, assets))
 
 /// Reads and checks the whole description, the files it names included. A failure names the place
 /// of a fault: "FILE: assets[3].resources[0].type: expected an integer".

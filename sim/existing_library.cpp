@@ -83,6 +83,21 @@ Result setAccess(const std::filesystem::path& folder, std::optional<std::int64_t
   return opened ? opened->setAccess(status, promptAnswer) : std::unexpected(opened.error());
 }
 
+Result printNetwork(const std::filesystem::path& folder) {
+  auto opened = openLibrary(folder);
+  const auto settings = opened ? opened->settings() : std::unexpected(opened.error());
+  if (!settings) {
+    return std::unexpected(settings.error());
+  }
+  std::cout << (settings->networkReachable ? "reachable\n" : "unreachable\n");
+  return flushOutput();
+}
+
+Result setNetwork(const std::filesystem::path& folder, bool isReachable) {
+  auto opened = openLibrary(folder);
+  return opened ? opened->setNetworkReachable(isReachable) : std::unexpected(opened.error());
+}
+
 Result printRecentlyDeleted(const std::filesystem::path& folder) {
   auto opened = openLibrary(folder);
   if (!opened) {

@@ -1,4 +1,4 @@
-// Reading and changing what a library says of access and of Recently Deleted.
+// Reading and changing what a library says of access, the network and Recently Deleted.
 #pragma once
 
 #include <cstdint>
@@ -26,6 +26,11 @@ namespace sim {
 [[nodiscard]] library::Result setAccess(const std::filesystem::path& folder,
                                         std::optional<std::int64_t> status,
                                         std::optional<std::int64_t> promptAnswer);
+
+/// Prints whether cloud-only resources can be downloaded: "reachable" or "unreachable".
+[[nodiscard]] library::Result printNetwork(const std::filesystem::path& folder);
+
+[[nodiscard]] library::Result setNetwork(const std::filesystem::path& folder, bool isReachable);
 
 /// Prints the assets in Recently Deleted on standard output, oldest first, one JSON object a line
 /// with the keys that a description has for an asset.

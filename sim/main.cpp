@@ -33,6 +33,7 @@ struct Words {
   std::vector<std::string> folders;
   std::string status;
   std::string promptAnswer;
+  std::string network;
   std::vector<std::string> restored;
 };
 
@@ -72,6 +73,11 @@ Result accessStatus(const Words& words) {
   const auto promptAnswer = sim::parseStatus(words.promptAnswer);
   return status || promptAnswer ? sim::setAccess(words.library, status, promptAnswer)
                                 : sim::printAccess(words.library);
+}
+
+Result networkReachability(const Words& words) {
+  return words.network.empty() ? sim::printNetwork(words.library)
+                               : sim::setNetwork(words.library, words.network == "reachable");
 }
 
 Result recentlyDeleted(const Words& words) {
@@ -120,6 +126,10 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
   access.add_option("--prompt-answer", words.promptAnswer, "What the next prompt answers")
       ->type_name("STATUS")
       ->check(checkStatus);
+
+  command("network", "Print or set whether the cloud can be reached", networkReachability)
+      .add_option("STATE", words.network, "reachable or unreachable")
+      ->check(CLI::IsMember({"reachable", "unreachable"}));
 
   command("recently-deleted", "List what reclaim has moved, or put it back", recentlyDeleted)
       .add_option("--restore", words.restored, "Put the assets of these identifiers back")

@@ -293,10 +293,12 @@ TEST_F(LocalPlatformTest, DeliversNothingForNumbersAndDigestsThatMakeNoSense) {
   const std::string path = "../../../secret" + std::string(49, '/');
   for (const std::string& set : std::vector<std::string>{
            "size = -5, sha256 = NULL", "size = -9223372036854775808", "failureAfterBytes = -1",
+           "delay = -1", "delay = 86401", "delay = 9e999", "bytesPerSecond = 0",
+           "failureAfterBytes = 1, failureKind = 3", "failureAfterBytes = 1, failureKind = -1",
            "chunks = '-1'", "chunks = '1048577'", "chunks = '9999999999999999999999'",
            "sha256 = '" + path + "'", "sha256 = upper(sha256)", "sha256 = 'ba'"}) {
     change(("PRAGMA ignore_check_constraints = 1; UPDATE resource SET size = 3, chunks = NULL, "
-            "failureAfterBytes = NULL, sha256 = '" +
+            "failureAfterBytes = NULL, delay = 0, bytesPerSecond = NULL, sha256 = '" +
             std::string(digestOfABC) + "'; UPDATE resource SET " + set)
                .c_str());
     EXPECT_THAT(delivered(*fetch("A")->firstObject()),
@@ -304,7 +306,8 @@ TEST_F(LocalPlatformTest, DeliversNothingForNumbersAndDigestsThatMakeNoSense) {
         << set;
   }
   // A failure beyond the end comes at the end.
-  change(("UPDATE resource SET size = 3, failureAfterBytes = 7, failureError = 'x', sha256 = '" +
+  change(("UPDATE resource SET size = 3, failureAfterBytes = 7, failureKind = 0, failureError = "
+          "'x', sha256 = '" +
           std::string(digestOfABC) + "'")
              .c_str());
   EXPECT_EQ(delivered(*fetch("A")->firstObject()), "x");

@@ -100,21 +100,22 @@ TEST_F(SimTest, RefusesEachFaultOfADescriptionWithItsPlace) {
 
 TEST_F(SimTest, MakesWhatADescriptionSays) {
   write("p/photo.jpg", "0123456789");
-  write(
-      "description.json",
-      R"({"$schema":"x","authorization":4.0,"userLibraryAlbum":null,"deletion":{"success":false,"error":"no"},
+  write("description.json",
+        R"({"$schema":"x","authorization":4.0,"userLibraryAlbum":null,"promptDelay":0.5,
+            "deletion":{"success":false,"error":"no","delay":86400,"crash":"after"},
             "assets":[{"localIdentifier":"A","mediaType":9,"creationDate":0.5,"resources":[
               {"type":5e0,"originalFilename":"a.jpg","file":"p/photo.jpg","cloud":true,
                "chunks":[0,3],"failure":{"afterBytes":4,"error":"lost"}},
-              {"type":-1,"originalFilename":"b","text":"xy"},
-              {"type":2,"originalFilename":"c","size":7}]}]})");
+              {"type":-1,"originalFilename":"b","text":"xy","delay":1,"failure":{"stall":true}},
+              {"type":2,"originalFilename":"c","size":7,"bytesPerSecond":3}]}]})");
   ASSERT_EQ(run({"create", "library", "--from", "photos/description.json"}).status, 0);
-  EXPECT_EQ(rows("SELECT * FROM library"), "1 4 3   0 no 1\n");
+  EXPECT_EQ(rows("SELECT * FROM library"), "1 4 3 0.5   0 no 86400.0 2 1\n");
   EXPECT_EQ(rows("SELECT localIdentifier, mediaType, creationDate, modificationDate FROM asset"),
             "A 9 0.5 \n");
-  EXPECT_EQ(rows("SELECT type, originalFilename, size, cloud, sha256 IS NULL, failureAfterBytes, "
-                 "failureError FROM resource ORDER BY position"),
-            "5 a.jpg 10 1 0 4 lost\n-1 b 2 0 0  \n2 c 7 0 1  \n");
+  EXPECT_EQ(rows("SELECT type, originalFilename, size, cloud, sha256 IS NULL, delay, "
+                 "bytesPerSecond, failureAfterBytes, failureKind, failureError FROM resource "
+                 "ORDER BY position"),
+            "5 a.jpg 10 1 0 0.0  4 0 lost\n-1 b 2 0 0 1.0  0 1 \n2 c 7 0 1 0.0 3   \n");
 }
 
 TEST_F(SimTest, MakesALibraryWholeOrNotAtAll) {

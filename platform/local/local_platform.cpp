@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/local/faults.h"
 #include "platform/local/fetch_results.h"
 #include "platform/local/resource_delivery.h"
 #include "platform/local/url.h"
@@ -116,13 +117,15 @@ AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLevel /*lev
 }
 
 void LocalPlatform::requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) {
-  AuthorizationStatus status = authorizationStatus(level);
-  if (status == AuthorizationStatus::notDetermined) {
-    // If the answer can't be stored, the status stays not determined.
-    static_cast<void>(served_->library.answerPrompt());
-    status = authorizationStatus(level);
+  const auto current = settings();
+  if (current && current->authorizationStatus == 0) {
+    wait(current->promptDelay);
+    if (const auto library = served()) {
+      // If the answer can't be stored, the status stays not determined.
+      static_cast<void>(library->library.answerPrompt());
+    }
   }
-  handler(status);
+  handler(authorizationStatus(level));
 }
 
 std::shared_ptr<photos::AssetFetchResult> LocalPlatform::fetchAssets(
@@ -192,7 +195,15 @@ void LocalPlatform::performChanges(ChangeBlock changeBlock,
   Deletions deletions;
   changeBlock(deletions);
   changeBlock = nullptr;
+  const auto current = settings().value_or(library::Settings());
+  wait(current.deletionDelay);
+  if (current.deletionCrash == library::DeletionCrash::before) {
+    crash();
+  }
   ChangeOutcome outcome = moveAssets(folder_, deletions);
+  if (current.deletionCrash == library::DeletionCrash::after) {
+    crash();
+  }
   completionHandler(outcome.success, std::move(outcome.error));
 }
 

@@ -48,15 +48,16 @@ class LocalPlatform : public posix::PosixPlatform {
   [[nodiscard]] std::unique_ptr<photos::URL> URLWithString(const std::string& text) override;
   [[nodiscard]] bool openURL(const photos::URL& url) override;
 
+ protected:
+  /// The settings of the library as it is there now; nothing without one.
+  [[nodiscard]] std::optional<library::Settings> settings();
+
  private:
   /// The library as it is there now, or null.
   std::shared_ptr<ServedLibrary> served();
 
   /// A view of it, or null.
   std::shared_ptr<Snapshot> snapshot();
-
-  /// The settings of that library; nothing without one.
-  std::optional<library::Settings> settings();
 
   std::filesystem::path folder_;
   std::filesystem::path databaseFile_;

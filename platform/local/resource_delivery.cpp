@@ -6,17 +6,21 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "library/originals.h"
+#include "platform/local/faults.h"
 #include "platform/posix/descriptor.h"
 
 namespace platform::local {
 namespace {
 
 using library::Resource;
+using Failure = library::DeliveryFailure::Kind;
 using photos::Error;
 
 /// Larger chunks were slower on virtual machines, which get their memory piece by piece.
@@ -32,10 +36,42 @@ Error readError(const Resource& resource, int error) {
 
 /// Whether the row holds numbers that our programs could have written.
 bool makesSense(const Resource& resource) {
-  return resource.content.size >= 0 && (!resource.failure || resource.failure->afterBytes >= 0) &&
+  const auto& failure = resource.failure;
+  return resource.content.size >= 0 && resource.delay >= 0 &&
+         resource.delay <= library::longestDelay && resource.bytesPerSecond.value_or(1) > 0 &&
+         (!failure || (failure->afterBytes >= 0 && failure->kind >= Failure::error &&
+                       failure->kind <= Failure::crash)) &&
          std::ranges::all_of(resource.chunks, [](std::int64_t length) {
            return length >= 0 && length <= library::longestChunk;
          });
+}
+
+/// How many bytes a chunk of the library's own choice has: no more than come in a tenth of a
+/// second.
+std::int64_t ownChunkSize(const Resource& resource) {
+  const auto& pace = resource.bytesPerSecond;
+  return pace ? std::clamp<std::int64_t>(*pace / 10, 1, chunkSize) : chunkSize;
+}
+
+/// Waits until the last of that many bytes has come, at the pace that the resource has.
+void awaitBytes(const Resource& resource, std::int64_t count,
+                std::chrono::steady_clock::time_point begin) {
+  if (resource.bytesPerSecond) {
+    const auto pace = static_cast<double>(*resource.bytesPerSecond);
+    std::this_thread::sleep_until(begin +
+                                  std::chrono::duration<double>(static_cast<double>(count) / pace));
+  }
+}
+
+/// What a delivery ends with that was described to fail, if it ends at all.
+std::optional<Error> endOf(const library::DeliveryFailure& failure) {
+  if (failure.kind == Failure::stall) {
+    stall();
+  }
+  if (failure.kind == Failure::crash) {
+    crash();
+  }
+  return Error{failure.error};
 }
 
 /// The bytes of one resource, in order: a file's, or zeros.
@@ -108,7 +144,10 @@ std::optional<Error> deliver(const Resource& resource, const std::filesystem::pa
   const std::int64_t end = resource.failure
                                ? std::min(resource.failure->afterBytes, resource.content.size)
                                : resource.content.size;
-  std::vector<std::byte> buffer(static_cast<std::size_t>(std::min(end, chunkSize)));
+  wait(resource.delay);
+  const auto begin = std::chrono::steady_clock::now();
+  const std::int64_t ownSize = ownChunkSize(resource);
+  std::vector<std::byte> buffer(static_cast<std::size_t>(std::min(end, ownSize)));
   auto described = resource.chunks.begin();
   for (std::int64_t delivered = 0;;) {
     const bool isDescribed = described != resource.chunks.end();
@@ -116,16 +155,17 @@ std::optional<Error> deliver(const Resource& resource, const std::filesystem::pa
     if (delivered == end && (!isDescribed || *described != 0)) {
       break;
     }
-    const std::int64_t length = std::min(isDescribed ? *described++ : chunkSize, end - delivered);
+    const std::int64_t length = std::min(isDescribed ? *described++ : ownSize, end - delivered);
     buffer.resize(std::max(buffer.size(), static_cast<std::size_t>(length)));
     const std::span chunk = std::span(buffer).first(static_cast<std::size_t>(length));
     if (auto error = original.read(chunk)) {
       return error;
     }
-    dataReceived(chunk);
     delivered += length;
+    awaitBytes(resource, delivered, begin);
+    dataReceived(chunk);
   }
-  return resource.failure ? std::optional(Error{resource.failure->error}) : std::nullopt;
+  return resource.failure ? endOf(*resource.failure) : std::nullopt;
 }
 
 }  // namespace platform::local

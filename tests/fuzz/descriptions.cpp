@@ -29,7 +29,9 @@ void checkResource(fuzz::Helper& helper, const std::string& identifier,
   const std::uint64_t size = resource.file   ? fs::file_size(fuzz::scratch() / *resource.file)
                              : resource.text ? resource.text->size()
                                              : static_cast<std::uint64_t>(resource.size->value);
-  if (size > fuzz::ConfinedPlatform::mostZeros) {
+  const bool isAwaited = resource.delay.value_or(sim::Delay()).seconds == 0 &&
+                         !resource.bytesPerSecond && (!resource.failure || resource.failure->error);
+  if (size > fuzz::ConfinedPlatform::mostZeros || !isAwaited) {
     return;
   }
   const bool isThere = networkReachable || !resource.cloud.value_or(false);
@@ -76,6 +78,8 @@ const std::vector<std::string> fuzz::seeds = {
       {"localIdentifier": "\u0000/", "mediaType": 2, "creationDate": 1e308, "resources": [
         {"type": 2, "originalFilename": "a.MOV", "file": "description.json", "chunks": [0, 1]},
         {"type": 9, "originalFilename": "b.MOV", "size": 300, "cloud": true},
+        {"type": 4, "originalFilename": "c", "size": 9, "delay": 1e4, "bytesPerSecond": 1},
+        {"type": 6, "originalFilename": "d", "text": "d", "failure": {"crash": true}},
         {"type": 5, "originalFilename": "", "text": "abc", "failure": {"error": "no"}}]}]})",
 };
 

@@ -24,7 +24,7 @@ constexpr const char* description = R"({
     {"localIdentifier": "B", "creationDate": 1600000001.5, "resources": [
       {"type": 1, "originalFilename": "2.JPG", "text": "abcd"}]},
     {"localIdentifier": "C", "mediaType": 2, "creationDate": 1600000002.5, "resources": [
-      {"type": 2, "originalFilename": "3.MOV", "text": "", "failure": {"afterBytes": 5}}]},
+      {"type": 2, "originalFilename": "3.MOV", "text": "", "failure": {"afterBytes": 5, "error": "no"}}]},
     {"localIdentifier": "D", "creationDate": 1600000003.5}, {"localIdentifier": "E"}]})";
 
 constexpr const char* requests[] = {

@@ -18,7 +18,7 @@ constexpr const char* description = R"({
       {"type": 1, "originalFilename": "IMG\u00001.JPG", "text": "abc", "chunks": [2, 0]},
       {"type": 4, "originalFilename": "\ud83d\ude00\n.DNG", "size": 100, "cloud": true}]},
     {"localIdentifier": "BROKEN/L0/001", "mediaType": 2, "creationDate": -1e300, "resources": [
-      {"type": 2, "originalFilename": "", "text": "all of it", "failure": {"afterBytes": 5}}]},
+      {"type": 2, "originalFilename": "", "text": "all of it", "failure": {"afterBytes": 5, "error": "no"}}]},
     {"localIdentifier": "///", "creationDate": 1600000000.5},
     {"localIdentifier": "A B/L0/001"}]})";
 

@@ -58,12 +58,36 @@ void ConfinedPlatform::requestDataForAssetResource(
     DataReceivedHandler dataReceivedHandler, CompletionHandler completionHandler) {
   const auto& local = static_cast<const platform::local::LocalResource&>(resource);
   const auto stored = local.snapshot().library().resource(local.row()).value_or(std::nullopt);
-  if (stored && !stored->content.sha256 && stored->content.size > mostZeros) {
-    completionHandler(photos::Error{"too many zeros"});
+  const bool isEndless = stored && !stored->content.sha256 && stored->content.size > mostZeros;
+  if (stored &&
+      (isEndless || stored->delay != 0 || stored->bytesPerSecond ||
+       (stored->failure && stored->failure->kind != library::DeliveryFailure::Kind::error))) {
+    completionHandler(photos::Error{"not waited for"});
     return;
   }
   LocalPlatform::requestDataForAssetResource(resource, options, std::move(dataReceivedHandler),
                                              std::move(completionHandler));
+}
+
+void ConfinedPlatform::requestAuthorization(photos::AccessLevel level,
+                                            AuthorizationHandler handler) {
+  const auto current = settings();
+  if (current && current->promptDelay == 0) {
+    LocalPlatform::requestAuthorization(level, std::move(handler));
+  } else {
+    handler(photos::AuthorizationStatus::restricted);
+  }
+}
+
+void ConfinedPlatform::performChanges(ChangeBlock changeBlock,
+                                      ChangeCompletionHandler completionHandler) {
+  const auto current = settings();
+  if (current && current->deletionDelay == 0 &&
+      current->deletionCrash == library::DeletionCrash::none) {
+    LocalPlatform::performChanges(std::move(changeBlock), std::move(completionHandler));
+  } else {
+    completionHandler(false, std::nullopt);
+  }
 }
 
 void ConfinedPlatform::createFile(const std::string& path) {

@@ -35,9 +35,12 @@ class ConfinedPlatform : public platform::local::LocalPlatform {
   using LocalPlatform::LocalPlatform;
 
   /// Resources of more zeros than this, as a description or a damaged row may have them, are not
-  /// delivered: nobody would wait for the end.
+  /// delivered: nobody would wait for the end. Nor is anything done that a library has delay, stall
+  /// or crash.
   static constexpr std::int64_t mostZeros = 1 << 18;
 
+  void requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) override;
+  void performChanges(ChangeBlock changeBlock, ChangeCompletionHandler completionHandler) override;
   void requestDataForAssetResource(const photos::AssetResource& resource,
                                    const photos::AssetResourceRequestOptions& options,
                                    DataReceivedHandler dataReceivedHandler,
