@@ -9,6 +9,7 @@
 #include <set>
 #include <system_error>
 
+#include "protocol/whole_number.h"
 #include "sim/message.h"
 #include "sim/words.h"
 
@@ -18,15 +19,21 @@ namespace {
 namespace json = boost::json;
 using library::Library;
 
+/// As the protocol writes a date: whole seconds as an integer.
+json::value number(photos::Date date) {
+  const auto whole = protocol::wholeNumber(date);
+  return whole ? json::value(*whole) : json::value(date);
+}
+
 json::object described(const library::Asset& asset,
                        const std::vector<library::Resource>& resources) {
   json::object result{{"localIdentifier", utf8::replace_invalid(asset.localIdentifier)},
                       {"mediaType", asset.mediaType}};
   if (asset.creationDate) {
-    result["creationDate"] = *asset.creationDate;
+    result["creationDate"] = number(*asset.creationDate);
   }
   if (asset.modificationDate) {
-    result["modificationDate"] = *asset.modificationDate;
+    result["modificationDate"] = number(*asset.modificationDate);
   }
   json::array& list = result["resources"].emplace_array();
   for (const library::Resource& resource : resources) {

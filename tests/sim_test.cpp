@@ -292,6 +292,7 @@ TEST_F(SimTest, TellsWhichWordIsWrongAndWhoseHelpToSee) {
       {{"create", "x", "--synthetic", "9223372036854775808"}, "9223372036854775808 is no number"},
       {{"import", "x", "--deep", "y"}, "--deep; see photos-sim import --help"},
       {{"serve", "x", "\x1B"}, "\\u{1b}; see photos-sim serve --help"},
+      {{"network", "x", "maybe"}, "maybe"},
       {{"access", "x", "open"}, "open is no status"},
       {{"access", "x", "-1"}, "-1 is no status"},
       {{"access", "x", "--prompt-answer", "-1"}, "-1 is no status"}};
@@ -314,10 +315,10 @@ TEST_F(SimTest, ListsWhatReclaimHasMovedAndPutsItBack) {
   served.write("{\"command\":\"reclaim\",\"assetIDs\":[\"B\",\"A\"]}\n");
   EXPECT_EQ(served.readLine(), "{\"ok\":true,\"status\":\"moved_to_recently_deleted\"}\n");
   EXPECT_EQ(run({"recently-deleted", "library"}).output,
-            R"({"localIdentifier":"A","mediaType":1,"creationDate":1E0,"modificationDate":1.5E0,)"
+            R"({"localIdentifier":"A","mediaType":1,"creationDate":1,"modificationDate":1.5E0,)"
             R"("resources":[{"type":1,"originalFilename":"a\u001b.jpg","size":3}]})"
             "\n"
-            R"({"localIdentifier":"B","mediaType":1,"creationDate":2E0,"resources":[]})"
+            R"({"localIdentifier":"B","mediaType":1,"creationDate":2,"resources":[]})"
             "\n");
   for (const char* words :
        {"--help", "--version", "access --help", "access library", "recently-deleted library"}) {
