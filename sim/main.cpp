@@ -30,6 +30,7 @@ struct Words {
   std::string library;
   std::optional<std::string> description;
   std::string synthetic;
+  std::string bytesPerResource = "65536";
   std::vector<std::string> folders;
   std::string status;
   std::string promptAnswer;
@@ -57,7 +58,8 @@ Result createLibrary(const Words& words) {
                        : std::unexpected(description.error());
   }
   if (const auto count = sim::parseCount(words.synthetic)) {
-    return sim::makeSyntheticLibrary(words.library, *count);
+    return sim::makeSyntheticLibrary(words.library, *count,
+                                     *sim::parseCount(words.bytesPerResource));
   }
   return sim::makeLibrary(words.library, sim::defaultSettings(),
                           [](auto&, auto&) { return Result(); });
@@ -89,6 +91,14 @@ std::string checkCount(const std::string& text) {
   return sim::parseCount(text) ? "" : text + " is no number of assets";
 }
 
+std::string checkSize(const std::string& text) {
+  const auto size = sim::parseCount(text);
+  return size && *size <= sim::mostBytesPerResource
+             ? ""
+             : text + " is no number of bytes from 0 to " +
+                   std::to_string(sim::mostBytesPerResource);
+}
+
 std::string checkStatus(const std::string& text) {
   constexpr const char* problem =
       " is no status; give a number from 0 on, or one of not-determined, restricted, denied, "
@@ -111,10 +121,17 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
   CLI::Option* const from =
       create.add_option("--from", words.description, "Make what this JSON file describes")
           ->type_name("FILE");
-  create.add_option("--synthetic", words.synthetic, "Make this many assets, for measuring")
-      ->type_name("N")
-      ->check(checkCount)
-      ->excludes(from);
+  CLI::Option* const synthetic =
+      create.add_option("--synthetic", words.synthetic, "Make this many assets, for measuring")
+          ->type_name("N")
+          ->check(checkCount)
+          ->excludes(from);
+  create
+      .add_option("--bytes-per-resource", words.bytesPerResource,
+                  "How long their resources are on average, 65536 if not given")
+      ->type_name("B")
+      ->check(checkSize)
+      ->needs(synthetic);
 
   command("import", "Add the photos and videos below folders", importFolders)
       .add_option("FOLDER", words.folders, "Folders, which are never changed")

@@ -7,6 +7,7 @@
 
 #include "library/local_identifier.h"
 #include "photos/platform.h"
+#include "sim/message.h"
 #include "sim/new_library.h"
 
 namespace sim {
@@ -39,97 +40,99 @@ std::string cameraName(std::int64_t index) {
   return "IMG_" + std::string(4 - digits.size(), '0') + digits;
 }
 
-struct SyntheticAsset {
-  library::Asset asset;
-  std::vector<library::Resource> resources;
-
-  void add(AssetResourceType type, std::string name, std::int64_t size) {
-    resources.push_back({.type = static_cast<std::int64_t>(type),
-                         .originalFilename = std::move(name),
-                         .content = {.size = size}});
-  }
+/// What has been made so far.
+struct Made {
+  std::int64_t assets = 0;
+  std::int64_t resources = 0;
+  std::int64_t bytes = 0;
 };
 
-void setDates(library::Asset& asset, Chance& chance, bool edited) {
+library::Asset makeAsset(Chance& chance, bool isVideo, bool isEdited) {
+  const auto high = chance.bits();
   const auto taken =
       firstMillisecond + static_cast<std::int64_t>(chance.below(15 * millisecondsInYear));
-  const auto changed = taken + (edited ? chance.between(60'000, 864'000'000) : 0);
-  asset.creationDate = static_cast<double>(taken) / 1000;
-  asset.modificationDate = static_cast<double>(changed) / 1000;
+  const auto changed = taken + (isEdited ? chance.between(60'000, 864'000'000) : 0);
+  return {.localIdentifier = library::localIdentifier(high, chance.bits()),
+          .mediaType =
+              static_cast<std::int64_t>(isVideo ? AssetMediaType::video : AssetMediaType::image),
+          .creationDate = static_cast<double>(taken) / 1000,
+          .modificationDate = static_cast<double>(changed) / 1000};
 }
 
-void addVideo(SyntheticAsset& made, Chance& chance, const std::string& name, bool edited) {
-  made.asset.mediaType = static_cast<std::int64_t>(AssetMediaType::video);
-  const auto size = chance.between(5'000'000, 400'000'000);
-  made.add(AssetResourceType::video, name + ".MOV", size);
-  if (edited) {
-    made.add(AssetResourceType::adjustmentData, "Adjustments.plist", chance.between(300, 4'000));
-    made.add(AssetResourceType::fullSizeVideo, "FullSizeRender.mov", size / 2);
+using Parts = std::vector<std::pair<AssetResourceType, std::string>>;
+
+Parts partsOfVideo(const std::string& name, bool isEdited) {
+  Parts parts{{AssetResourceType::video, name + ".MOV"}};
+  if (isEdited) {
+    parts.emplace_back(AssetResourceType::adjustmentData, "Adjustments.plist");
+    parts.emplace_back(AssetResourceType::fullSizeVideo, "FullSizeRender.mov");
   }
+  return parts;
 }
 
-void addImage(SyntheticAsset& made, Chance& chance, const std::string& name, bool raw,
-              bool edited) {
-  const bool live = chance.oneIn(5);
-  const auto size = chance.between(1'000'000, 8'000'000);
-  const auto movieSize = chance.between(2'000'000, 5'000'000);
-  made.add(AssetResourceType::photo, name + ".JPG", size);
-  if (raw) {
-    made.add(AssetResourceType::alternatePhoto, name + ".DNG", size * 5);
+Parts partsOfImage(const std::string& name, bool isRaw, bool isLive, bool isEdited) {
+  Parts parts{{AssetResourceType::photo, name + ".JPG"}};
+  if (isRaw) {
+    parts.emplace_back(AssetResourceType::alternatePhoto, name + ".DNG");
   }
-  if (live) {
-    made.add(AssetResourceType::pairedVideo, name + ".MOV", movieSize);
+  if (isLive) {
+    parts.emplace_back(AssetResourceType::pairedVideo, name + ".MOV");
   }
-  if (edited) {
-    made.add(AssetResourceType::adjustmentData, "Adjustments.plist", chance.between(300, 4'000));
-    made.add(AssetResourceType::fullSizePhoto, "FullSizeRender.jpg", size / 2);
+  if (isEdited) {
+    parts.emplace_back(AssetResourceType::adjustmentData, "Adjustments.plist");
+    parts.emplace_back(AssetResourceType::fullSizePhoto, "FullSizeRender.jpg");
   }
-  if (edited && live) {
-    made.add(AssetResourceType::fullSizePairedVideo, "FullSizeRender.mov", movieSize / 2);
+  if (isEdited && isLive) {
+    parts.emplace_back(AssetResourceType::fullSizePairedVideo, "FullSizeRender.mov");
   }
+  return parts;
 }
 
-SyntheticAsset makeAsset(std::int64_t index, Chance& chance) {
-  SyntheticAsset made;
-  const auto high = chance.bits();
-  made.asset.localIdentifier = library::localIdentifier(high, chance.bits());
+Result addAsset(library::Library& library, Chance& chance, std::int64_t bytesPerResource,
+                Made& made) {
   const auto kind = chance.below(50);  // 5 of 50 are videos, 1 is RAW + JPEG
-  const bool edited = chance.oneIn(20);
-  setDates(made.asset, chance, edited);
-  if (kind < 5) {
-    addVideo(made, chance, cameraName(index), edited);
-  } else {
-    addImage(made, chance, cameraName(index), kind == 5, edited);
-  }
-  return made;
-}
-
-Result addAssets(library::Library& library, std::int64_t count) {
-  Chance chance;
-  for (std::int64_t index = 0; index < count; ++index) {
-    const SyntheticAsset made = makeAsset(index, chance);
-    const auto asset = library.addAsset(made.asset);
-    if (!asset) {
-      return std::unexpected(asset.error());
-    }
-    for (const library::Resource& resource : made.resources) {
-      if (Result added = library.addResource(*asset, resource); !added) {
-        return added;
-      }
+  const bool isVideo = kind < 5;
+  const bool isEdited = chance.oneIn(20);
+  const bool isLive = chance.oneIn(5);
+  const std::string name = cameraName(made.assets++);
+  const auto asset = library.addAsset(makeAsset(chance, isVideo, isEdited));
+  Result added = asset ? Result() : std::unexpected(asset.error());
+  for (const auto& [type, filename] :
+       isVideo ? partsOfVideo(name, isEdited) : partsOfImage(name, kind == 5, isLive, isEdited)) {
+    const auto size = bytesPerResource / 2 + chance.between(0, bytesPerResource + 1);
+    ++made.resources;
+    made.bytes += size;
+    if (added) {
+      added = library.addResource(*asset, {.type = static_cast<std::int64_t>(type),
+                                           .originalFilename = filename,
+                                           .content = {.size = size}});
     }
   }
-  return {};
+  return added;
 }
 
 }  // namespace
 
-Result makeSyntheticLibrary(const std::filesystem::path& place, std::int64_t count) {
+Result makeSyntheticLibrary(const std::filesystem::path& place, std::int64_t count,
+                            std::int64_t bytesPerResource) {
   const library::Settings settings{
       .authorizationStatus = static_cast<std::int64_t>(photos::AuthorizationStatus::authorized),
       .userLibraryAlbum = library::localIdentifier(0, 0)};
-  return makeLibrary(place, settings, [count](library::Library& library, const auto&) {
-    return addAssets(library, count);
-  });
+  Made made;
+  const auto fill = [&](library::Library& library, const auto&) {
+    Chance chance;
+    Result added;
+    while (added && made.assets < count) {
+      added = addAsset(library, chance, bytesPerResource, made);
+    }
+    return added;
+  };
+  Result done = makeLibrary(place, settings, fill);
+  if (done) {
+    say("made " + std::to_string(made.assets) + " assets with " + std::to_string(made.resources) +
+        " resources of " + std::to_string(made.bytes) + " bytes in all");
+  }
+  return done;
 }
 
 }  // namespace sim

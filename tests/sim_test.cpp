@@ -253,17 +253,26 @@ TEST_F(SimTest, ImportsTheRestOfWhatCannotBeRead) {
 
 TEST_F(SimTest, SyntheticLibrariesAreTheSameEachTimeAndHaveTheirShape) {
   const std::string all = "SELECT * FROM asset JOIN resource ON asset = id";
-  std::string before;
-  for (int time = 0; time < 2; ++time) {
+  const auto make = [&](const std::vector<std::string>& size) {
     fs::remove_all(library_);
-    ASSERT_EQ(run({"create", "library", "--synthetic", "2000"}).status, 0);
-    EXPECT_TRUE(before.empty() || before == rows(all));
-    before = rows(all);
-  }
+    std::vector<std::string> call{"create", "library", "--synthetic", "2000"};
+    call.insert(call.end(), size.begin(), size.end());
+    const auto [status, output, told] = run(call);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(told, "photos-sim: made " +
+                        rows("SELECT count(DISTINCT asset) || ' assets with ' || count(*) || "
+                             "' resources of ' || sum(size) || ' bytes in all' FROM resource"));
+    return rows(all);
+  };
   const auto between = [&](const char* query, int low, int high) {
     const int count = std::stoi(rows(query));
     EXPECT_TRUE(low <= count && count <= high) << query << ": " << count;
   };
+  const std::string made = make({});
+  EXPECT_TRUE(make({"--bytes-per-resource", "65536"}) == made);
+  between("SELECT avg(size) FROM resource", 64000, 67000);
+  make({"--bytes-per-resource", "1"});
+  between("SELECT max(size) FROM resource", 1, 1);
   between("SELECT count(DISTINCT localIdentifier) FROM asset", 2000, 2000);
   between("SELECT count(*) FROM asset WHERE mediaType = 2", 160, 240);
   between("SELECT count(*) FROM resource WHERE type = 9", 310, 410);
@@ -290,6 +299,9 @@ TEST_F(SimTest, TellsWhichWordIsWrongAndWhoseHelpToSee) {
       {{"create"}, "LIBRARY is required; see photos-sim create --help"},
       {{"create", "x", "--synthetic", "-1"}, "-1 is no number of assets; see photos-sim create"},
       {{"create", "x", "--synthetic", "9223372036854775808"}, "9223372036854775808 is no number"},
+      {{"create", "x", "--bytes-per-resource", "1"}, "--synthetic; see photos-sim create --help"},
+      {{"create", "x", "--synthetic", "1", "--bytes-per-resource", "-1"}, "-1 is no number of"},
+      {{"create", "x", "--synthetic", "1", "--bytes-per-resource", "68719476737"}, "is no number"},
       {{"import", "x", "--deep", "y"}, "--deep; see photos-sim import --help"},
       {{"serve", "x", "\x1B"}, "\\u{1b}; see photos-sim serve --help"},
       {{"network", "x", "maybe"}, "maybe"},
