@@ -1,4 +1,4 @@
-"""The schemas in protocol/schema accept just what the transcripts show to be right."""
+"""The schemas, the transcripts, the descriptions and the documents' tables say the same."""
 
 import json
 import pathlib
@@ -7,140 +7,140 @@ import unittest
 
 import jsonschema
 
-TESTS = pathlib.Path(__file__).resolve().parent
-NEEDED = {"authorize": {}, "discover": {}, "estimate": {"assetID": "A", "photoKitResourceType": 1},
-          "export": {"assetID": "A", "destination": "x"}, "reclaim": {"assetIDs": ["A"]},
-          "open": {"assetID": "A"}}
-OF_ANY = {"assetID", "photoKitResourceType", "assetIDs", "destination", "cutoff", "includePhotos",
-          "includeVideos", "offset", "limit"}
-OPTIONAL = {"modifiedAt", "nextOffset", "error"}
-NEED_ERROR = {"estimate_failed", "export_failed"}
-SUMMARY = {"assetID": "A", "filename": "a.jpg", "createdAt": 0, "mediaType": "photo",
-           "photoKitResourceType": 1, "isRaw": False, "isLivePhotoCompanion": False,
-           "isLivePhotoImage": False, "isCurrentEdit": False}
-
-WRONG_REQUESTS = [
-    "{}", '["authorize"]', '{"command":"Discover"}',
-    '{"command":"make coffee","assetID":"A","destination":"x"}',
-    '{"command":"reclaim","assetIDs":[]}', '{"command":"reclaim","assetIDs":["A",5]}',
-    '{"command":"discover","offset":1.5}', '{"command":"discover","limit":true}',
-    '{"command":"discover","limit":9223372036854775808}',
-    '{"command":"discover","limit":-9223372036854775809}',
-    '{"command":"discover","cutoff":1e999}', '{"command":"discover","cutoff":-1e999}']
-
-WRONG_ANSWERS = [
-    "[]", '{"ok":1,"status":"authorized"}', '{"ok":true,"status":"discovered","assets":[5]}',
-    '{"ok":false,"status":"authorization_"}',
-    '{"ok":false,"status":"authorization_3"}', '{"ok":false,"status":"authorization_4"}',
-    '{"ok":false,"status":"authorization_01"}', '{"ok":false,"status":"authorization_-0"}',
-    '{"ok":false,"status":"missing","error":"It is gone"}',
-    '{"ok":false,"status":"invalid_request","error":"What?"}',
-    '{"ok":false,"status":"estimate_failed","error":"It is gone"}',
-    '{"ok":true,"status":"estimated","bytes":-1}', '{"ok":true,"status":"estimated","bytes":1.5}',
-    '{"ok":true,"status":"exported","bytes":1,"sha256":"%s"}' % ("A" * 64),
-    '{"ok":true,"status":"exported","bytes":1,"sha256":"%s"}' % ("a" * 63),
-    '{"ok":true,"status":"discovered","assets":[],"nextOffset":1.5}']
-
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+TRANSCRIPTS = re.sub(r"(?m)^(#.*)?\n", "", "".join(  # without comments
+    file.read_text() for file in ROOT.glob("tests/transcripts/*.transcript")))
+SUMMARY = {"assetID": "A", "filename": "a.jpg", "createdAt": 0, "modifiedAt": 0.5, "bytes": 1,
+           "mediaType": "photo", "photoKitResourceType": 1, "isRaw": False,
+           "isLivePhotoCompanion": False, "isLivePhotoImage": False, "isCurrentEdit": False}
+PAIRED = {"photoKitResourceType": 9, "isLivePhotoCompanion": True}
 WRONG_IN_SUMMARIES = [
-    {"mediaType": "audio"}, {"photoKitResourceType": 7}, {"bytes": -1}, {"extra": 1},
-    {"photoKitResourceType": 4}, {"photoKitResourceType": 9},
-    {"photoKitResourceType": 9, "isLivePhotoCompanion": True, "isLivePhotoImage": True},
-    {"isLivePhotoCompanion": True}, {"photoKitResourceType": 5}, {"isCurrentEdit": True}]
+    {"photoKitResourceType": 7}, {"photoKitResourceType": 4}, {"photoKitResourceType": 5},
+    {"photoKitResourceType": 9}, {**PAIRED, "isLivePhotoImage": True}, {"mediaType": "audio"},
+    {"isLivePhotoCompanion": True}, {"isCurrentEdit": True}, {"bytes": -1}, {"extra": 1}]
+WRONG_ANSWERS = [
+    {"ok": False, "status": f"authorization_{number}"} for number in ["", "3", "4", "01", "x"]] + [
+    {"ok": True, "status": "exported", "bytes": size, "sha256": digest}
+    for size, digest in [(-1, "a" * 64), (1.5, "a" * 64), (1, "A" * 64), (1, "a" * 63)]]
 
 
-def validator(name):
-    schema = json.loads((TESTS.parent / "protocol" / "schema" / name).read_text())
-    jsonschema.Draft7Validator.check_schema(schema)
-    return jsonschema.Draft7Validator(schema)
-
-
-def no_number(text):
-    raise ValueError(f"{text} is not JSON")
+def read(text):
+    """The value that a line holds; None, which no schema takes, when it is not JSON."""
+    try:
+        return json.loads(text, parse_constant=int)  # NaN is no int
+    except ValueError:
+        return None
 
 
 def exchanges():
     """Each request of the transcripts, as bytes, and its answer."""
-    for file in sorted((TESTS / "transcripts").glob("*.transcript")):
-        request, answer = b"", ""
-        for line in [*file.read_text().splitlines(), "library:"]:
-            mark, _, rest = line.partition(" ")
-            if mark == "<":
-                answer += rest
-            elif not line.startswith("#"):
-                if answer:
-                    yield request, json.loads(answer)
-                    answer = ""
-                request = rest.encode()
-                if mark == ">%":
-                    request = re.sub(rb"%(..)", lambda byte: bytes.fromhex(byte[1].decode()),
-                                     request)
+    for mark, line, answer in re.findall(r"^>([%|]?) ?(.*)\n((?:<.*\n?)+)", TRANSCRIPTS, re.M):
+        escape = rb"%(..)" if mark == "%" else b"(?!)"
+        line = re.sub(escape, lambda byte: bytes.fromhex(byte[1].decode()), line.encode())
+        yield line, json.loads(re.sub(r"(^|\n)< ", "", answer))
 
 
-def spoilt(value, required):
-    """The object with another key, with each value of another type, without each required key."""
-    yield {**value, "extra": 1}
-    for key in value:
-        yield {**value, key: {}}
-    for gone in required:
-        yield {key: value[key] for key in value.keys() - {gone}}
+def tables(document):
+    """The rows of each table, as cells."""
+    for table in re.findall(r"^\|.*\n(?:\|.*\n)+", (ROOT / "docs" / document).read_text(), re.M):
+        yield [re.split(r" (?<!\\)\| ", row.strip("| ")) for row in table.splitlines()[2:]]
+
+
+def keys(cell):
+    return set(re.findall(r"`([^`]+)`", cell))
+
+
+def outcomes(properties, required, **_):
+    """A kind of answer as rows of tables: its status, an error text, its other keys."""
+    status = properties["status"].get("const", "authorization_")
+    error = properties.get("error", {"enum": []})
+    texts = error.get("enum", [error.get("const", "what it said")])
+    for text in [*texts, *["–"] * ("error" not in required)]:
+        yield status, text, frozenset(properties.keys() - {"ok", "status", "error"})
+
+
+def documented(status, error):
+    """The same of a row."""
+    texts = [error.split(" (")[0]]
+    if error.startswith("what the "):
+        texts = ["what it said", "–"] if error.endswith(", if anything") else ["what it said"]
+    for text in texts:
+        yield min(keys(status)), text, frozenset(keys(error) - {"ok"})
 
 
 class Schemas(unittest.TestCase):
-    request = validator("request.schema.json")
-    response = validator("response.schema.json")
+    def setUp(self):
+        for name in ["request", "response", "description"]:
+            schema = json.loads((ROOT / f"protocol/schema/{name}.schema.json").read_text())
+            jsonschema.Draft7Validator.check_schema(schema)
+            setattr(self, name, jsonschema.Draft7Validator(schema))
 
-    def refuse(self, schema, lines):
-        for line in lines:
-            self.assertFalse(schema.is_valid(line), line)
+    def judge(self, schema, values, is_right=False):
+        for value in values:
+            self.assertEqual(schema.is_valid(value), is_right, value)
 
-    def test_requests_are_those_that_a_command_takes(self):
-        for request, answer in exchanges():
+    def test_requests_and_answers_are_those_of_the_transcripts_and_no_others(self):
+        for line, answer in exchanges():
             if not answer["status"].startswith("authorization_"):
-                try:
-                    line = json.loads(request.decode(errors="replace"), parse_constant=no_number)
-                    is_taken = self.request.is_valid(line)
-                except ValueError:
-                    is_taken = False
-                self.assertEqual(is_taken, answer["status"] != "invalid_request", request)
-        self.refuse(self.request, map(json.loads, WRONG_REQUESTS))
-
-    def test_requests_need_what_their_command_needs_and_take_null_for_the_rest(self):
-        for command, needed in NEEDED.items():
-            line = {"command": command, **needed, "extra": 1}
-            self.request.validate(line)
-            self.refuse(self.request, [{**line, key: None} for key in needed])
-            self.refuse(self.request, [{key: line[key] for key in line.keys() - {gone}}
-                                       for gone in needed])
-            for key in OF_ANY - line.keys():
-                self.request.validate({**line, key: None})
-                self.refuse(self.request, [{**line, key: {}}])
-
-    def test_answers_are_those_of_the_transcripts_and_no_others(self):
-        statuses = set()
-        for _, answer in exchanges():
-            self.response.validate(answer)
-            statuses.add(answer["status"])
-            required = answer.keys() - OPTIONAL
-            if answer["status"] in NEED_ERROR:
-                required.add("error")
-            self.refuse(self.response, spoilt(answer, required))
-            self.refuse(self.response, [{**answer, "status": "unheard_of"}])
+                self.judge(self.request, [read(line.decode(errors="replace"))],
+                           answer["status"] != "invalid_request")
+            self.judge(self.response, [answer], True)
+            self.judge(self.response, [{**answer, key: {}} for key in [*answer, "extra"]])
+            self.judge(self.response, [{key: answer[key] for key in answer if key != left_out}
+                                       for left_out in answer.keys() - {"error", "nextOffset"}])
             if answer["status"] != "opened_in_photos":
-                self.refuse(self.response, [{**answer, "ok": not answer["ok"]}])
-        for kind in self.response.schema["oneOf"]:
-            status = kind["properties"]["status"]
-            self.assertIn(status.get("const", "authorization_0"), statuses)
-        self.refuse(self.response, map(json.loads, WRONG_ANSWERS))
+                self.judge(self.response, [{**answer, "ok": not answer["ok"]}])
+        self.judge(self.response, WRONG_ANSWERS)
+        summary = jsonschema.Draft7Validator({
+            "$ref": "#/definitions/assetSummary",
+            "definitions": self.response.schema["definitions"]})
+        self.judge(summary, [SUMMARY, {**SUMMARY, **PAIRED}], True)
+        self.judge(summary, [{**SUMMARY, **wrong} for wrong in WRONG_IN_SUMMARIES])
+        self.judge(summary, [{**SUMMARY, key: {}} for key in SUMMARY])
 
-    def test_summaries_have_nine_to_eleven_keys_that_go_together(self):
-        def answer(summary):
-            return {"ok": True, "status": "discovered", "assets": [summary]}
+    def test_descriptions_are_those_that_are_made(self):
+        made = [file.read_text() for file in ROOT.glob("tests/transcripts/*.json")]
+        made += re.findall(r"^library: ({.*)$", TRANSCRIPTS, re.M)
+        made += re.findall(r"```json\n([^`]*)", (ROOT / "docs/photos-sim.md").read_text())
+        self.judge(self.description, map(json.loads, made), True)
+        refused = (ROOT / "tests/refused_descriptions.txt").read_text()
+        for mark, text in re.findall(r"^(# No schema knows.\n)?([{[][^!]*)^! ", refused, re.M):
+            self.judge(self.description, [read(text)], bool(mark))
 
-        largest = {**SUMMARY, "modifiedAt": 0.5, "bytes": 1}
-        self.response.validate(answer(SUMMARY))
-        self.response.validate(answer(largest))
-        self.refuse(self.response, map(answer, spoilt(largest, SUMMARY.keys())))
-        self.refuse(self.response, [answer({**SUMMARY, **part}) for part in WRONG_IN_SUMMARIES])
+    def test_the_protocols_tables_are_the_schemas(self):
+        requests, answers, access, discover, summaries, *others = tables("protocol.md")
+        kinds = self.response.schema["oneOf"]
+        self.assertEqual({key for row in answers for key in keys(row[0])},
+                         {key for kind in kinds for key in kind["properties"]})
+        expected = {row for kind in kinds for row in outcomes(**kind)}
+        self.assertEqual({row for table in [access, discover, *others] for status, error in table
+                          for row in documented(status, error)}, expected)
+        self.assertEqual({re.sub(r"_-?\d+$", "_", answer["status"]) for _, answer in exchanges()},
+                         {status for status, *_ in expected})
+        self.assertEqual(
+            keys(requests[0][2]),
+            {kind["properties"]["command"]["const"] for kind in self.request.schema["oneOf"]})
+        self.compare(requests, self.request.schema, lambda row: "required" in row[1])
+        self.compare(summaries, self.response.schema["definitions"]["assetSummary"],
+                     lambda row: "may be missing" not in row[1])
+
+    def test_the_descriptions_tables_are_the_schema(self):
+        schema = self.description.schema
+        _, *of_keys = tables("photos-sim.md")
+        for table, part in zip(of_keys, [schema, *map(schema["definitions"].get,
+                                                      ["asset", "resource"])]):
+            self.compare(table, part, lambda row: row[2] == "required")
+            for row in table:
+                for key in keys(row[0]) & schema["definitions"].keys():
+                    inner = schema["definitions"][key].get("properties", {})
+                    self.assertLessEqual(inner.keys(), keys(row[1] + row[-1]))
+
+    def compare(self, table, schema, is_required):
+        """A table and a schema have the same keys, the same of them required."""
+        listed = {key: row for row in table for key in keys(row[0])}
+        self.assertEqual(listed.keys(), schema["properties"].keys() - {"$schema"})
+        self.assertEqual({key for key, row in listed.items() if is_required(row)},
+                         set(schema.get("required", [])))
 
 
 if __name__ == "__main__":
