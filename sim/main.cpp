@@ -93,10 +93,9 @@ std::string checkCount(const std::string& text) {
 
 std::string checkSize(const std::string& text) {
   const auto size = sim::parseCount(text);
-  return size && *size <= sim::mostBytesPerResource
-             ? ""
-             : text + " is no number of bytes from 0 to " +
-                   std::to_string(sim::mostBytesPerResource);
+  return size && *size <= sim::mostBytesPerResource ? ""
+                                                    : text + " is no number of bytes from 0 to " +
+                                                          std::to_string(sim::mostBytesPerResource);
 }
 
 std::string checkStatus(const std::string& text) {
