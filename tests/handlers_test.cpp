@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -143,6 +144,35 @@ TEST_F(Handlers, ExportTellsALibraryErrorBeforeAFailedCloseBeforeAFailedWriteAnd
     std::ifstream file(file_, std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), each.written);
   }
+}
+
+TEST_F(Handlers, ExportOfALargeResourceEndsAsThatOfASmallOneDoes) {
+  DescribedLibrary library = small;
+  std::vector<std::string>& chunks = library.assets[0].resources[0].chunks;
+  chunks.clear();
+  for (int number = 0; number < 50; ++number) {
+    chunks.emplace_back(100'000, static_cast<char>(number));
+  }
+  const auto exportWith = [&](RecordingPlatform::Faults faults) {
+    platform_->breakFiles(faults);
+    static_cast<void>(platform_->takeCalls());
+    return answer(export_);
+  };
+  platform_.emplace(makeLocalPlatform(library));
+  // What sha256sum says of these bytes.
+  EXPECT_THAT(
+      exportWith({}),
+      HasSubstr(
+          R"("sha256":"c95d7a5b61a35f4a4dca45b11c514fba3a8f1b751d9f1467477d7b5d1d0b7b9b","bytes":5000000})"));
+  EXPECT_EQ(std::filesystem::file_size(file_), 5'000'000U);
+  EXPECT_THAT(exportWith({.failingWrite = 30}), HasSubstr("write failed"));
+  EXPECT_EQ(std::filesystem::file_size(file_), 2'900'000U);
+  EXPECT_EQ(platform_->takeCalls().size(), 6 + 30 + 1);
+  EXPECT_THAT(exportWith({.failingWrite = 50, .closeFails = true}), HasSubstr("close failed"));
+  library.assets[0].resources[0].error = "library failed";
+  platform_.emplace(makeLocalPlatform(library));
+  EXPECT_THAT(exportWith({.failingWrite = 30}), HasSubstr("library failed"));
+  EXPECT_EQ(std::filesystem::file_size(file_), 2'900'000U);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/files.h"
+#include "platform/posix/overlapped_sha256.h"
 #include "platform/posix/sha256.h"
 
 namespace platform::posix {
@@ -78,6 +79,8 @@ std::expected<std::unique_ptr<photos::FileHandle>, Error> PosixPlatform::fileHan
   return std::make_unique<PosixFileHandle>(std::move(descriptor), path);
 }
 
-std::unique_ptr<photos::SHA256> PosixPlatform::makeSHA256() { return posix::makeSHA256(); }
+std::unique_ptr<photos::SHA256> PosixPlatform::makeSHA256() {
+  return overlapped(posix::makeSHA256());
+}
 
 }  // namespace platform::posix

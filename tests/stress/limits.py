@@ -1,5 +1,6 @@
 """Programs without descriptors, memory or room: each says so, and the library stays whole."""
 
+import hashlib
 import json
 import os
 import random
@@ -144,6 +145,30 @@ class Processes(Limited):
                                       resource.RLIMIT_STACK, (1 << 47, resource.RLIM_INFINITY)))
             self.assertEqual((done.returncode, done.stdout, done.stderr.count(b"\n")),
                              (1, b"", told), done)
+
+    def test_a_thread_for_large_exports(self):
+        """Where only the thread that serves can be had, a large export is one as any other."""
+        sizes, stack, step = [300_000, 5_000_000], 64 << 20, 1 << 20
+        (self.folder / "description.json").write_text(json.dumps({"authorization": 3, "assets": [
+            {"localIdentifier": str(size), "resources": [
+                {"type": 1, "originalFilename": "a", "size": size}]} for size in sizes]}))
+        self.sim("create", self.folder / "Sizes", "--from", "description.json")
+
+        def export(size, room):
+            def limit():
+                resource.setrlimit(resource.RLIMIT_STACK, (stack, resource.RLIM_INFINITY))
+                resource.setrlimit(resource.RLIMIT_AS, (room, room))
+            answer = self.run_below(limit, ["serve", self.folder / "Sizes"], line(
+                "export", assetID=str(size), photoKitResourceType=1, destination="zeros")).stdout
+            return answer == (f'{{"ok":true,"status":"exported","sha256":"'
+                              f'{hashlib.sha256(bytes(size)).hexdigest()}","bytes":{size}}}\n'
+                              ).encode()
+
+        least = stack
+        while not export(sizes[0], least):
+            least += step
+        for room in range(least + step, least + 2 * stack, 8 * step):
+            self.assertTrue(export(sizes[1], room), room - least)
 
 
 class FullDisk(Limited):
