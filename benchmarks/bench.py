@@ -4,7 +4,6 @@
 # Exit status: 0 when all rows ran and gave right answers, whatever the numbers are.
 
 import argparse
-import collections
 import itertools
 import json
 import math
@@ -15,7 +14,7 @@ import statistics
 import sys
 import time
 
-from rows import DATA, GIB, MEMORY, OTHERS, OURS, PROGRAMS, ROOT, SCRATCH
+from rows import CP_OPENSSL, DATA, GIB, MEMORY, OTHERS, OURS, PROGRAMS, ROOT, SCRATCH
 from rows import NotRun, Side, call, peak, rows_of
 
 # Measuring.
@@ -116,29 +115,42 @@ def machine():
             f"{system.sysname} {system.release}, {compiler}")
 
 
-PLOTS = r"""
+STYLE = r"""
 set terminal svg noenhanced size 800,500 font 'sans-serif,14' background 'white'
 set style data yerrorlines; set for [line=1:4] linetype line linewidth 2
+set linetype 5 linecolor 'gray' linewidth 1 dashtype 2
 set logscale xy; set grid; set key top left; set format y '%g s'
-set output 'discover.svg'; set xlabel 'assets'
-plot $first title 'first page', $last title 'last page', $all title 'all pages', \
-  $all using 1:5:6:7 title 'sqlite3 -json'
-set output 'export.svg'; set xlabel 'MiB'
-plot $export using ($1/2**20):2:3:4 title 'export', \
-  $export using ($1/2**20):5:6:7 title 'cp && openssl dgst -sha256'
 """
+# Each plot's file, what grows, in which unit, the titles of its curves, and what stands beside the
+# last of them. Through that one's last point goes the line of proportional growth.
+PLOTS = [
+    ("discover", "assets", 1, {"first": "first page", "last": "last page", "all": "all pages"},
+     "sqlite3 -json"),
+    ("export", "MiB", 1 << 20, {"export": "export"}, CP_OPENSSL),
+    ("session", "requests", 1, {"session": "requests in one pipe"}, "echoing C program"),
+    ("resources", "resources of each asset", 1, {"resources": "a page of 500 assets"}, None),
+    ("reclaim", "assets moved", 1, {"reclaim": "reclaim"}, "sqlite3"),
+]
 
 
-# Each curve has a block of data: x, and the median, least and most of one side or of both.
 def draw(points, folder):
-    curves, script = collections.defaultdict(str), DATA / "plots.gnuplot"
-    for point in points:
-        _, curve, x = point["name"].split("-")
-        numbers = [x, *point["ours"].values(), *point.get("other", {}).values()]
-        curves[curve] += " ".join(map(str, numbers)) + "\n"
-    blocks = [f"${curve} << end\n{lines}end\n" for curve, lines in curves.items()]
-    script.write_text(f"cd '{folder}'\n{''.join(blocks)}{PLOTS}")
-    call("gnuplot", script)
+    script = f"cd '{folder}'\n{STYLE}"
+    for file, grows, unit, titles, other in PLOTS:
+        curves = []
+        for curve, title in titles.items():
+            data = [[int(point["name"].split("-")[2]) / unit, *point["ours"].values(),
+                     *point.get("other", {}).values()]
+                    for point in points if point["name"].split("-")[1] == curve]
+            lines = "".join(" ".join(map(str, each)) + "\n" for each in data)
+            script += f"${curve} << end\n{lines}end\n"
+            curves.append(f"${curve} title '{title}'")
+        if other:
+            curves.append(f"${curve} using 1:5:6:7 title '{other}'")
+        x, y, *_ = data[-1]
+        curves.append(f"{y / x} * x with lines linetype 5 title 'in proportion'")
+        script += f"set output '{file}.svg'; set xlabel '{grows}'\nplot {', '.join(curves)}\n"
+    (DATA / "plots.gnuplot").write_text(script)
+    call("gnuplot", DATA / "plots.gnuplot")
 
 
 def main():
