@@ -2,13 +2,11 @@
 """A tour of the protocol, as a host would take it: starts the helper, sends it requests and shows
 each with its answer.
 
-usage: tour.py PHOTOS_SIM LIBRARY FOLDER               the exported file goes to FOLDER
-       tour.py PHOTOS_SIM --play TRANSCRIPT FOLDER     FOLDER gets the libraries of its sessions
+usage: tour.py PHOTOS_SIM LIBRARY FOLDER     the exported file goes to FOLDER
 """
 
 import datetime
 import json
-import pathlib
 import subprocess
 import sys
 
@@ -16,8 +14,8 @@ import sys
 class Helper:
     """A helper process. Closing its input ends it."""
 
-    def __init__(self, command, folder=None):
-        self.process = subprocess.Popen(command, cwd=folder, text=True, encoding="utf-8",
+    def __init__(self, command):
+        self.process = subprocess.Popen(command, text=True, encoding="utf-8",
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def show(self, what, request):
@@ -30,8 +28,11 @@ class Helper:
         rest = {key: value for key, value in answer.items() if key != "assets"}
         print(f"  <- {json.dumps(rest, ensure_ascii=False)}",
               " and assets:" if "assets" in answer else "", sep="")
-        for summary in answer.get("assets", []):
+        summaries = answer.get("assets", [])
+        for summary in summaries[:20]:
             print("      ", summary_text(summary))
+        if summaries[20:]:
+            print(f"       ... and {len(summaries[20:])} more")
         return answer
 
 
@@ -52,7 +53,11 @@ def tour(helper, folder):
     if "nextOffset" in page:
         helper.show("... page by page.",
                     {"command": "discover", "limit": 5, "offset": page["nextOffset"]})
-    helper.show("Only videos.", {"command": "discover", "includePhotos": False})
+    videos = {"command": "discover", "includePhotos": False, "limit": 500}
+    page_of_videos = helper.show("Only videos.", videos)
+    while not page_of_videos["assets"] and "nextOffset" in page_of_videos:
+        page_of_videos = helper.show("(No video among these; the next page.)",
+                                     {**videos, "offset": page_of_videos["nextOffset"]})
     if not page["assets"]:
         print("\nThe library is empty: no asset to show more with.")
         return
@@ -72,38 +77,12 @@ def tour(helper, folder):
     helper.show("", {"command": "discover", "limit": 1})
 
 
-def play(sim, transcript, folder):
-    """Shows the sessions of a transcript (tests/transcripts/README.md) as they go now."""
-    helpers = []
-    for line in transcript.read_text(encoding="utf-8").splitlines():
-        mark, _, rest = line.partition(" ")
-        if mark == "library:":
-            print(f"\n=== Library: {rest}")
-            folder = folder / "next"
-            folder.mkdir(parents=True)
-            description = transcript.parent / rest
-            if rest.startswith("{"):
-                description = folder / "description.json"
-                description.write_text(rest, encoding="utf-8")
-            if rest != "none":
-                subprocess.run([sim, "create", folder / "Library", "--from", description],
-                               check=True)
-            helpers.append(Helper([sim, "serve", "Library"], folder))
-        elif mark == ">":
-            helpers[-1].show("", rest)
-    for helper in helpers:
-        helper.process.communicate()
-
-
 def main():
-    if len(sys.argv) == 5 and sys.argv[2] == "--play":
-        play(pathlib.Path(sys.argv[1]).resolve(), *map(pathlib.Path, sys.argv[3:]))
-    elif len(sys.argv) == 4:
-        helper = Helper([sys.argv[1], "serve", sys.argv[2]])
-        tour(helper, sys.argv[3])
-        helper.process.communicate()
-    else:
+    if len(sys.argv) != 4:
         sys.exit(__doc__.rstrip())
+    helper = Helper([sys.argv[1], "serve", sys.argv[2]])
+    tour(helper, sys.argv[3])
+    helper.process.communicate()
 
 
 main()

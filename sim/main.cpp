@@ -1,5 +1,6 @@
-// photos-sim: makes, fills, changes and serves local libraries.
+// photos-sim: makes, fills, changes and serves local libraries, judges helpers and reviews hosts.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -7,6 +8,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/process.h"
@@ -17,6 +19,7 @@
 #include "sim/import.h"
 #include "sim/message.h"
 #include "sim/new_library.h"
+#include "sim/play.h"
 #include "sim/synthetic.h"
 #include "sim/words.h"
 
@@ -36,6 +39,7 @@ struct Words {
   std::string promptAnswer;
   std::string network;
   std::vector<std::string> restored;
+  sim::Play play;
 };
 
 Result serveLibrary(const Words& words) {
@@ -116,6 +120,21 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
   };
   command("serve", "Serve the helper's protocol on a library", serveLibrary);
 
+  CLI::App& play = *app.add_subcommand(
+      "play", "Play transcripts against a helper, and tell where its answers differ");
+  play.callback([&] { chosen = [&words] { return sim::playTranscripts(words.play); }; });
+  play.footer(
+      "A helper to judge is given behind all that: ... -- COMMAND ARG...\n"
+      "{library} in it stands for the path of a session's library. Without one, photos-sim "
+      "serves.\n"
+      "It runs in a folder of the session's own: name files in ARG by absolute paths.");
+  play.add_option("TRANSCRIPT", words.play.transcripts, "Transcripts to play")->required();
+  play.add_flag("--show", words.play.shows, "Print each request with its answer");
+  play.add_option("--seconds", words.play.seconds, "How long an answer may take")
+      ->type_name("N")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 86400));
+
   CLI::App& create = command("create", "Make a library where nothing is yet", createLibrary);
   CLI::Option* const from =
       create.add_option("--from", words.description, "Make what this JSON file describes")
@@ -159,6 +178,14 @@ int run(int argc, char** argv) {
   Words words;
   std::function<Result()> chosen;
   declare(app, words, chosen);
+  words.play.command = {argv[0], "serve", "{library}"};
+  if (argc > 1 && argv[1] == std::string_view("play")) {
+    char** const end = std::find(argv, argv + argc, std::string_view("--"));
+    if (argv + argc - end > 1) {
+      words.play.command.assign(end + 1, argv + argc);
+    }
+    argc = static_cast<int>(end - argv);
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& asked) {

@@ -1,7 +1,5 @@
 #include "sim/new_library.h"
 
-#include <stdlib.h>  // NOLINT(modernize-deprecated-headers): mkdtemp is POSIX's
-
 #include <expected>
 #include <string>
 #include <system_error>
@@ -11,6 +9,7 @@
 #include "library/local_identifier.h"
 #include "platform/posix/files.h"
 #include "sim/message.h"
+#include "sim/temporary_folder.h"
 
 namespace sim {
 namespace {
@@ -22,29 +21,6 @@ using library::Result;
 std::string incompletePrefix(const fs::path& place) {
   return "." + place.filename().string() + ".incomplete-";
 }
-
-/// A private folder beside the library's place. The destructor removes it with all that is in it.
-class BuildingSite {
- public:
-  explicit BuildingSite(const fs::path& place)
-      : folder_(place.parent_path() / (incompletePrefix(place) + "XXXXXX")),
-        isThere_(mkdtemp(folder_.data()) != nullptr) {}
-  BuildingSite(const BuildingSite&) = delete;
-  BuildingSite& operator=(const BuildingSite&) = delete;
-  ~BuildingSite() {
-    std::error_code ignored;
-    if (isThere_) {
-      fs::remove_all(folder_, ignored);
-    }
-  }
-
-  [[nodiscard]] bool isThere() const { return isThere_; }
-  [[nodiscard]] fs::path folder() const { return folder_; }
-
- private:
-  std::string folder_;
-  bool isThere_;
-};
 
 Result refuseExisting(const fs::path& place) {
   std::error_code ignored;
@@ -139,12 +115,12 @@ Result makeLibrary(const fs::path& place, const library::Settings& settings, con
   }
   Result made;
   {
-    const BuildingSite site(*prepared);
+    const TemporaryFolder site(prepared->parent_path() / incompletePrefix(*prepared));
     // A folder in the private one: the library gets the permissions of any new folder of the
     // user's.
-    const fs::path folder = site.folder() / "library";
+    const fs::path folder = site.path() / "library";
     if (!site.isThere() || !fs::create_directory(folder, error)) {
-      return std::unexpected(failure(site.folder(), error ? error : lastSystemError(),
+      return std::unexpected(failure(site.path(), error ? error : lastSystemError(),
                                      "check the folder that LIBRARY goes into"));
     }
     made = library::Library::make(folder, settings, [&](library::Library& library) -> Result {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -10,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/child_process.h"
+#include "sim/child_process.h"
 #include "tests/temporary_folder.h"
 
 namespace tests {
@@ -18,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
+using sim::ChildProcess;
 
 /// All answers to all lines, sent in one go.
 std::string answers(std::vector<std::string> command, const std::string& lines,
@@ -144,9 +146,11 @@ TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {
                                            "echo \"$1\" >>opened; exec test ! -e refuse\n";
     fs::permissions(folder.path() / name, fs::perms::owner_all);
   }
-  // Not by way of a shell, which may give SIGCHLD its default action.
+  // With SIGCHLD ignored, as a host may leave it; a shell may give it its default action again.
   const std::string path = "PATH=" + folder.path().string() + ":" + std::getenv("PATH");
+  const auto before = std::signal(SIGCHLD, SIG_IGN);
   ChildProcess program({"/usr/bin/env", path, PHOTOS_SIM, "serve", "Library"}, folder.path());
+  std::signal(SIGCHLD, before);
   const std::string request = "{\"command\":\"open\",\"assetID\":\"//A//L0/001\"}\n";
   program.write(request);
   EXPECT_EQ(program.readLine(), "{\"ok\":true,\"status\":\"opened_in_photos\"}\n");

@@ -16,9 +16,9 @@
 #include "library/library.h"
 #include "library/originals.h"
 #include "sim/camera_roll.h"
+#include "sim/child_process.h"
 #include "sim/importer.h"
 #include "sim/new_library.h"
-#include "tests/child_process.h"
 #include "tests/temporary_folder.h"
 
 namespace sim {
@@ -60,7 +60,7 @@ class SimTest : public testing::Test {
   };
   [[nodiscard]] Outcome run(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), PHOTOS_SIM);
-    tests::ChildProcess process(std::move(arguments), folder_.path());
+    ChildProcess process(std::move(arguments), folder_.path());
     std::string output = process.readToEnd();
     const int status = process.wait();
     return {status, std::move(output), process.errors()};
@@ -238,7 +238,7 @@ TEST_F(SimTest, ImportsTheRestOfWhatCannotBeRead) {
   if (std::system((start + "true").c_str()) != 0) {
     GTEST_SKIP() << "no namespace can be made here";
   }
-  tests::ChildProcess process(
+  ChildProcess process(
       {"/bin/sh", "-c", start + PHOTOS_SIM + std::string(" import library photos")},
       folder_.path());
   EXPECT_EQ(process.wait(), 1);
@@ -323,7 +323,7 @@ TEST_F(SimTest, ListsWhatReclaimHasMovedAndPutsItBack) {
       {"localIdentifier":"A","creationDate":1,"modificationDate":1.5,
        "resources":[{"type":1,"originalFilename":"a\u001b.jpg","text":"abc"}]}]})";
   ASSERT_EQ(run({"create", "library", "--from", "description.json"}).status, 0);
-  tests::ChildProcess served({PHOTOS_SIM, "serve", "library"}, folder_.path());
+  ChildProcess served({PHOTOS_SIM, "serve", "library"}, folder_.path());
   served.write("{\"command\":\"reclaim\",\"assetIDs\":[\"B\",\"A\"]}\n");
   EXPECT_EQ(served.readLine(), "{\"ok\":true,\"status\":\"moved_to_recently_deleted\"}\n");
   EXPECT_EQ(run({"recently-deleted", "library"}).output,
@@ -335,7 +335,7 @@ TEST_F(SimTest, ListsWhatReclaimHasMovedAndPutsItBack) {
   for (const char* words :
        {"--help", "--version", "access --help", "access library", "recently-deleted library"}) {
     const std::string full = PHOTOS_SIM + std::string(" ") + words + " >/dev/full";
-    tests::ChildProcess process({"/bin/sh", "-c", full}, folder_.path());
+    ChildProcess process({"/bin/sh", "-c", full}, folder_.path());
     EXPECT_EQ(process.wait(), fs::exists("/dev/full") ? 1 : 0) << words;
   }
 

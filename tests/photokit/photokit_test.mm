@@ -17,7 +17,7 @@
 #include "app/request_cycle.h"
 #include "platform/system_platform.h"
 #include "protocol/response_encoder.h"
-#include "tests/child_process.h"
+#include "sim/child_process.h"
 #include "tests/photokit/stand_in.h"
 #include "tests/platform_contract.h"
 #include "tests/temporary_folder.h"
@@ -25,6 +25,7 @@
 namespace tests {
 namespace {
 
+using sim::ChildProcess;
 using stand_in::Library;
 using testing::HasSubstr;
 

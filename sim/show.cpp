@@ -1,0 +1,72 @@
+#include "sim/show.h"
+
+#include <utf8.h>
+
+#include <array>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <iostream>
+
+namespace sim {
+namespace {
+
+namespace json = boost::json;
+
+/// The summary without what is false.
+std::string summaryText(const json::value& summary) {
+  if (!summary.is_object()) {
+    return json::serialize(summary);
+  }
+  json::object shown;
+  for (const auto& [key, value] : summary.get_object()) {
+    if (value != false) {
+      shown[key] = value;
+    }
+  }
+  return json::serialize(shown);
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  const std::string valid = utf8::replace_invalid(text);
+  std::string result;
+  for (auto next = valid.begin(); next != valid.end();) {
+    const auto start = next;
+    const std::uint32_t character = utf8::next(next, valid.end());
+    if (character < 0x20 || (character >= 0x7F && character < 0xA0)) {
+      std::array<char, 8> escape{};
+      std::snprintf(escape.data(), escape.size(), "\\u%04X", character);
+      result += escape.data();
+    } else {
+      result.append(start, next);
+    }
+  }
+  return result;
+}
+
+void showSession(const Session& session) {
+  std::cout << "\n" << session.comments << "=== Library: " << printable(session.library) << "\n";
+}
+
+void showExchange(const Exchange& exchange, const json::value& answer) {
+  std::string_view request = exchange.request;
+  request.remove_suffix(request.ends_with('\n') ? 1 : 0);
+  std::cout << "\n" << exchange.comments << "  -> " << printable(request) << "\n  <- ";
+  const json::value* const assets =
+      answer.is_object() ? answer.get_object().if_contains("assets") : nullptr;
+  if (assets == nullptr || !assets->is_array()) {
+    std::cout << printable(json::serialize(answer)) << "\n";
+    return;
+  }
+  json::object rest = answer.get_object();
+  rest.erase("assets");
+  std::cout << printable(json::serialize(rest)) << " and assets:\n";
+  for (const json::value& summary : assets->get_array()) {
+    std::cout << "       " << printable(summaryText(summary)) << "\n";
+  }
+}
+
+}  // namespace sim
