@@ -28,23 +28,29 @@ const protocol::Response invalidRequest{.ok = false, .status = "invalid_request"
 constexpr std::string_view invalidRequestLine = R"({"ok":false,"status":"invalid_request"})"
                                                 "\n";
 
-void write(std::string_view line) {
-  std::fwrite(line.data(), 1, line.size(), stdout);
-  std::fflush(stdout);
+void write(std::string_view line, Observer* observer) {
+  const std::size_t written = std::fwrite(line.data(), 1, line.size(), stdout);
+  if (std::fflush(stdout) == 0 && written == line.size() && observer != nullptr) {
+    line.remove_suffix(1);
+    observer->answered(line);
+  }
 }
 
 }  // namespace
 
-void run(photos::Platform& platform) {
+void run(photos::Platform& platform, Observer* observer) {
   bufferStandardOutput();
   protocol::RequestDecoder decoder;
   LineReader lines(stdin);
   while (const std::optional<std::string_view> line = lines.next()) {
+    if (observer != nullptr) {
+      observer->received(*line);
+    }
     try {
-      emit(answer(*line, decoder, platform));
+      emit(answer(*line, decoder, platform), observer);
     } catch (const std::bad_alloc&) {
       // All that the line took is free again, except the line itself: answer and go on.
-      write(invalidRequestLine);
+      write(invalidRequestLine, observer);
     }
   }
 }
@@ -55,13 +61,13 @@ protocol::Response answer(std::string_view line, protocol::RequestDecoder& decod
   return request ? dispatch::response(*request, platform) : invalidRequest;
 }
 
-void emit(const protocol::Response& response) {
+void emit(const protocol::Response& response, Observer* observer) {
   std::optional<std::string> line = protocol::encode(response);
   if (!line) {
     return;
   }
   line->push_back('\n');
-  write(*line);
+  write(*line, observer);
 }
 
 }  // namespace app

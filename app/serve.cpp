@@ -7,10 +7,10 @@
 
 namespace app {
 
-void serve(photos::Platform& platform) {
-  runtime::asyncOnMainQueue([&platform] {
-    runtime::asyncOnWorkerPool([&platform] {
-      run(platform);
+void serve(photos::Platform& platform, Observer* observer) {
+  runtime::asyncOnMainQueue([&platform, observer] {
+    runtime::asyncOnWorkerPool([&platform, observer] {
+      run(platform, observer);
       runtime::asyncOnMainQueue([] { std::exit(0); });
     });
   });

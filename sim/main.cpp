@@ -5,10 +5,12 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "app/process.h"
@@ -20,6 +22,8 @@
 #include "sim/message.h"
 #include "sim/new_library.h"
 #include "sim/play.h"
+#include "sim/recorder.h"
+#include "sim/review.h"
 #include "sim/synthetic.h"
 #include "sim/words.h"
 
@@ -39,6 +43,7 @@ struct Words {
   std::string promptAnswer;
   std::string network;
   std::vector<std::string> restored;
+  std::optional<std::string> record;
   sim::Play play;
 };
 
@@ -46,13 +51,25 @@ Result serveLibrary(const Words& words) {
   if (const Result there = sim::checkLibraryIsThere(words.library); !there) {
     sim::say(there.error().localizedDescription + " (until then access is restricted)");
   }
-  // Destroyed by exit(), which closes the library.
+  // Destroyed by exit(), as is the platform, which closes the library.
+  static std::unique_ptr<sim::Recorder> recorder;
+  if (words.record) {
+    auto opened = sim::Recorder::open(*words.record, words.library);
+    if (!opened) {
+      return std::unexpected(opened.error());
+    }
+    recorder = std::move(*opened);
+  }
   static platform::local::LocalPlatform platform(words.library);
   try {
-    app::serve(platform);
+    app::serve(platform, recorder.get());
   } catch (const std::exception& exception) {
     return std::unexpected(sim::Error{std::string("serving can't begin: ") + exception.what()});
   }
+}
+
+Result reviewRecord(const Words& words) {
+  return sim::reviewRecord(words.library, words.record.value_or(""));
 }
 
 Result createLibrary(const Words& words) {
@@ -118,7 +135,9 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
     declared.callback([&, run] { chosen = [&words, run] { return run(words); }; });
     return declared;
   };
-  command("serve", "Serve the helper's protocol on a library", serveLibrary);
+  command("serve", "Serve the helper's protocol on a library", serveLibrary)
+      .add_option("--record", words.record, "Append each request and each answer to this file")
+      ->type_name("FILE");
 
   CLI::App& play = *app.add_subcommand(
       "play", "Play transcripts against a helper, and tell where its answers differ");
@@ -134,6 +153,10 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
       ->type_name("N")
       ->capture_default_str()
       ->check(CLI::Range(1, 86400));
+
+  command("review", "Tell what a careful host would not have done", reviewRecord)
+      .add_option("RECORD", words.record, "What serve --record has written")
+      ->required();
 
   CLI::App& create = command("create", "Make a library where nothing is yet", createLibrary);
   CLI::Option* const from =
