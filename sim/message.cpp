@@ -36,7 +36,13 @@ std::string hexadecimal(std::uint32_t number) {
   return {digits.begin(), end};
 }
 
-/// The text as it may be shown to people: what acts as \u{1b}, bytes that are not UTF-8 as \xff.
+/// In one piece, so that the lines of several processes are not mixed.
+void print(std::string_view start, std::string_view message) {
+  std::cerr << std::string(start) + printable(message) + "\n";
+}
+
+}  // namespace
+
 std::string printable(std::string_view text) {
   std::string shown;
   while (!text.empty()) {
@@ -55,13 +61,6 @@ std::string printable(std::string_view text) {
   }
   return shown;
 }
-
-/// In one piece, so that the lines of several processes are not mixed.
-void print(std::string_view start, std::string_view message) {
-  std::cerr << std::string(start) + printable(message) + "\n";
-}
-
-}  // namespace
 
 void say(std::string_view message) { print("photos-sim: ", message); }
 

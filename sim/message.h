@@ -6,6 +6,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -15,6 +16,9 @@ namespace sim {
 
 using library::Error;
 using library::Result;
+
+/// The text as it may be shown to people: what acts as \u{1b}, bytes that are not UTF-8 as \xff.
+[[nodiscard]] std::string printable(std::string_view text);
 
 /// Prints "photos-sim: " and the message as one line.
 void say(std::string_view message);

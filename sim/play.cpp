@@ -151,7 +151,7 @@ class Player {
     boost::system::error_code error;
     const json::value answer = json::parse(line, error);
     if (error) {
-      tell(exchange.line, "no JSON: " + printable(std::string_view(line).substr(0, 200)));
+      tell(exchange.line, "no JSON: " + line.substr(0, 200));
     } else if (const auto difference = differenceOf(exchange.answer, answer)) {
       tell(exchange.line, *difference);
     }

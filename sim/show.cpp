@@ -1,13 +1,10 @@
 #include "sim/show.h"
 
-#include <utf8.h>
-
-#include <array>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
-#include <cstdint>
-#include <cstdio>
 #include <iostream>
+#include <string>
+#include <string_view>
 
 namespace sim {
 namespace {
@@ -29,23 +26,6 @@ std::string summaryText(const json::value& summary) {
 }
 
 }  // namespace
-
-std::string printable(std::string_view text) {
-  const std::string valid = utf8::replace_invalid(text);
-  std::string result;
-  for (auto next = valid.begin(); next != valid.end();) {
-    const auto start = next;
-    const std::uint32_t character = utf8::next(next, valid.end());
-    if (character < 0x20 || (character >= 0x7F && character < 0xA0)) {
-      std::array<char, 8> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\u%04X", character);
-      result += escape.data();
-    } else {
-      result.append(start, next);
-    }
-  }
-  return result;
-}
 
 void showSession(const Session& session) {
   std::cout << "\n" << session.comments << "=== Library: " << printable(session.library) << "\n";

@@ -2,15 +2,10 @@
 #pragma once
 
 #include <boost/json/value.hpp>
-#include <string>
-#include <string_view>
 
 #include "sim/transcript.h"
 
 namespace sim {
-
-/// The text with "\u" and four digits for each control character, and U+FFFD for what is not UTF-8.
-[[nodiscard]] std::string printable(std::string_view text);
 
 void showSession(const Session& session);
 

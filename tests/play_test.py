@@ -34,7 +34,7 @@ SHOWN = """
   -> {"command":"authorize"}
   <- {"ok":true,"status":"authorized"}
 
-  -> {"command":"export","assetID":"A","photoKitResourceType":1,"destination":"a\\u007F\uFFFD.jpg"}
+  -> {"command":"export","assetID":"A","photoKitResourceType":1,"destination":"a\\u{7f}\\xff.jpg"}
   <- {"ok":true,"status":"exported","sha256":\
 "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad","bytes":3}
 
@@ -62,7 +62,7 @@ ENDS = {
     "ends within a line": ":3: no newline behind the answer",
     "ends with status 3": ":2: the helper has ended with status 3",
     "is killed": ":2: a signal has ended the helper",
-    "writes errors": ":2: the helper wrote on standard error:\n  noise?\n",
+    "writes errors": ":2: the helper wrote on standard error:\n  noise\\u{1b}\n",
     "answers no request": ":9: more than one answer",
     "never answers": ":3: no answer within 5 s",
     "never ends": ":2: the helper has not ended 5 s after its input",
