@@ -1,0 +1,490 @@
+#!/usr/bin/env python3
+"""Backs up the originals of a Photos library into a folder, and goes on where it was interrupted.
+
+FOLDER/2024/01/06/IMG_0001.HEIC: folders are named by the day of creation in UTC, and all files of
+an asset share a name. FOLDER/photos-backup.jsonl is the journal of what is there; keep it there.
+
+Exit status: 0 everything is in FOLDER; 1 something is not, or could not be moved: each is named; 2
+the arguments, FOLDER or its journal can't be used; 3 no access to the photos.
+"""
+
+from __future__ import annotations
+
+import argparse
+import collections
+import contextlib
+import fcntl
+import os
+import pathlib
+import re
+import shutil
+import signal
+import sys
+import time
+from collections.abc import Iterator
+from concurrent.futures import ThreadPoolExecutor
+from dataclasses import dataclass
+
+from journal import Absent, Entry, ForeignJournal, Journal
+from names import Names, shown
+from photos_helper import (UNLISTED_TYPES, Asset, Export, Exported, HelperError, NoAccess, NoAnswer,
+                           NoHelper, PhotosHelper, Refused, check_and_sync)
+from progress import Progress, size
+from report import Failure, Report, SavedFile, write_report
+from saver import Saver
+
+KINDS = {1: "photo", 2: "video", 3: "audio", 4: "alternate photo", 5: "edited photo",
+         6: "edited video", 7: "adjustments", 8: "photo below the adjustments", 9: "paired video",
+         10: "edited paired video"}
+TEMPORARY = re.compile(r"\.photos-backup-[0-9a-f]{16}-\d+\.partial")
+# What fails is tried again at the end of a run: a network may be back.
+TRIES = 2
+# So many requests in a row without an answer, and nothing more is asked of the helper.
+MOST_SILENCES = 5
+# On macOS the system asks the user about each group.
+RECLAIMED_TOGETHER = 1000
+ACCESS = {"authorization_0": "is not determined", "authorization_1": "is restricted",
+          "authorization_2": "was denied"}
+
+Key = tuple[str, int]  # an asset and a type
+
+
+class Stop(Exception):
+    """The run can't go on. What is saved stays saved."""
+
+    def __init__(self, text: str, status: int = 1) -> None:
+        super().__init__(text)
+        self.status = status
+
+
+@dataclass(slots=True)
+class Job(Export):
+    asset: Asset
+    entry: Entry
+    is_last: bool  # of the asset
+
+
+class Backup:
+    def __init__(self, folder: pathlib.Path, helper: PhotosHelper, journal: Journal) -> None:
+        self.folder, self.helper, self.journal = folder, helper, journal
+        self.assets: list[Asset] = []  # as listed last
+        self.failures: dict[Key, str] = {}
+        self.exported = self.reclaimed = 0
+        self._tries: collections.Counter[Key] = collections.Counter()
+        self._silences = 0
+        self._names = Names(folder)
+        for stem in journal.stems.values():
+            self._names.claim(stem)
+        # A helper that a killed run has left behind writes to other names than this run's.
+        self._token = os.urandom(8).hex()
+        self._folders: set[pathlib.Path] = set()
+
+    def list_all(self) -> None:
+        with Progress("listed", 0) as progress:
+            assets = []
+            for asset in self.helper.assets():
+                assets.append(asset)
+                progress.done(0)
+            self.assets = assets
+
+    def missing(self, asset: Asset) -> list[int]:
+        """Types of the asset that are not in the backup, as far as they can be had."""
+        listed = dict.fromkeys(each.type for each in asset.resources)
+        absent = self.journal.absent.get(asset.asset_id)
+        none = absent.types if absent and absent.modified == asset.modified else []
+        missing = []
+        for type_ in [*listed, *(each for each in UNLISTED_TYPES if each not in listed)]:
+            entry = self.journal.saved.get((asset.asset_id, type_))
+            if type_ not in none and not (
+                    entry and entry.is_of(asset, filename_of(asset, type_))):
+                missing.append(type_)
+        return missing
+
+    def save_all(self) -> None:
+        """Lists and saves until a listing has nothing new."""
+        while True:
+            self.list_all()
+            todo = [(asset, types) for asset in self.assets if (types := [
+                each for each in self.missing(asset)
+                if self._tries[asset.asset_id, each] < TRIES])]
+            if not todo:
+                return
+            self._probe()
+            self._save(todo)
+
+    def _save(self, todo: list[tuple[Asset, list[int]]]) -> None:
+        count = sum(each not in UNLISTED_TYPES for _, types in todo for each in types)
+        absent: list[int] = []
+        with Progress("saved", count) as progress:
+
+            def saved(entry: Entry) -> None:
+                self.exported += 1
+                self.failures.pop((entry.asset_id, entry.type), None)
+                progress.done(entry.bytes, entry.type not in UNLISTED_TYPES)
+
+            def failed(entry: Entry, reason: str) -> None:
+                self.failures[entry.asset_id, entry.type] = reason
+                progress.done(0, entry.type not in UNLISTED_TYPES)
+
+            saver = Saver(self.journal, saved, failed)
+            try:
+                for job, outcome in self.helper.export_each(self._jobs(todo)):  # type: ignore
+                    assert isinstance(job, Job)
+                    progress.at(job.entry.filename or job.entry.path, str(job.destination))
+                    if saver.error:
+                        raise Stop(f"{self.folder}: {saver.error.strerror}")
+                    if isinstance(outcome, Exported):
+                        self._silences = 0
+                        job.entry.bytes, job.entry.sha256 = outcome.bytes, outcome.sha256
+                        saver.save(job.entry)
+                    elif outcome.status == "unavailable" and job.type in UNLISTED_TYPES:
+                        absent.append(job.type)
+                    else:
+                        job.destination.unlink(missing_ok=True)
+                        failed(job.entry, outcome.text)
+                        self._judge(job, outcome)
+                    if absent and job.is_last:
+                        saver.note(Absent(job.asset_id, job.asset.modified, absent))
+                        absent = []
+            finally:
+                saver.close()
+        if saver.error:
+            raise Stop(f"{self.folder}: {saver.error.strerror}")
+
+    def _jobs(self, todo: list[tuple[Asset, list[int]]]) -> Iterator[Job]:
+        number = 0
+        for asset, types in todo:
+            stem, paths = self._names.choose(
+                asset, types, self.journal.stems.get((asset.asset_id, asset.modified)))
+            self.journal.stems[asset.asset_id, asset.modified] = stem
+            folder = (self.folder / stem).parent
+            if folder not in self._folders:
+                folder.mkdir(parents=True, exist_ok=True)
+                self._folders.add(folder)
+            for type_ in types:
+                self._tries[asset.asset_id, type_] += 1
+                number += 1
+                temporary = folder / f".photos-backup-{self._token}-{number}.partial"
+                yield Job(asset.asset_id, type_, temporary, asset, Entry(
+                    asset.asset_id, type_, asset.modified, asset.created, asset.media_type,
+                    filename_of(asset, type_), stem, paths[type_],
+                    str(temporary.relative_to(self.folder))), type_ == types[-1])
+
+    def _judge(self, job: Job, outcome: HelperError) -> None:
+        """Whether to go on after a failure."""
+        if isinstance(outcome, NoAnswer):
+            self._silences += 1
+            if self._silences == MOST_SILENCES:
+                raise Stop(f"no answer to {MOST_SILENCES} requests in a row: {outcome.text}")
+        else:
+            self._silences = 0
+        if outcome.status == "export_failed":
+            self._probe()
+        if outcome.status == "unavailable":
+            self._tries[job.asset_id, job.type] = TRIES
+
+    def _probe(self) -> None:
+        """Raises Stop where nothing can be written."""
+        path = self.folder / f".photos-backup-{self._token}-0.partial"
+        try:
+            path.write_bytes(b"probe")
+        except OSError as error:
+            raise Stop(f"{self.folder}: {error.strerror}") from error
+        finally:
+            with contextlib.suppress(OSError):
+                path.unlink(missing_ok=True)
+
+    def unsaved(self, why_not_tried: str) -> Iterator[Failure]:
+        """What is in the library, as listed last, and not in the backup."""
+        for asset in self.assets:
+            for type_ in self.missing(asset):
+                reason = self.failures.get((asset.asset_id, type_), why_not_tried)
+                yield Failure(filename_of(asset, type_) or asset.resources[0].filename,
+                              asset.asset_id, type_, reason)
+            for type_ in repeated_types(asset):
+                yield Failure(filename_of(asset, type_), asset.asset_id, type_,
+                              "the asset has another of this type, and the helper gives only one")
+
+    # Reclaiming.
+
+    def reclaimable(self) -> list[Asset]:
+        return [asset for asset in self.assets
+                if not self.missing(asset) and not repeated_types(asset)]
+
+    def read_back(self, assets: list[Asset]) -> tuple[list[Asset], int, list[str]]:
+        """The assets of which all files, read from disk, are what was exported; their bytes; what
+        is wrong with the others, which the backup holds no longer."""
+        entries: dict[str, list[Entry]] = {asset.asset_id: [] for asset in assets}
+        for (asset_id, _), entry in self.journal.saved.items():
+            if asset_id in entries:
+                entries[asset_id].append(entry)
+        total, whole, damages = 0, [], []
+        with Progress("read back", len(assets)) as progress, ThreadPoolExecutor(4) as readers:
+
+            def read(asset: Asset) -> int:
+                for entry in entries[asset.asset_id]:
+                    progress.at(entry.filename, "")
+                    forget_cached(self.folder / entry.path)
+                    try:
+                        check_and_sync(self.folder / entry.path,
+                                       Exported(entry.bytes, entry.sha256))
+                    except OSError as error:
+                        del self.journal.saved[asset.asset_id, entry.type]
+                        raise OSError(f"{entry.path}: {error}") from error
+                held = sum(entry.bytes for entry in entries[asset.asset_id])
+                progress.done(held)
+                return held
+
+            try:
+                for asset, held in [(each, readers.submit(read, each)) for each in assets]:
+                    try:
+                        total += held.result()
+                        whole.append(asset)
+                    except OSError as error:
+                        damages.append(str(error))
+            finally:
+                readers.shutdown(cancel_futures=True)
+        return whole, total, damages
+
+    def reclaim(self, assets: list[Asset]) -> str:
+        """Moves them to Recently Deleted, as far as they are still what was saved. Gives the reason
+        why not all were moved."""
+        for first in range(0, len(assets), RECLAIMED_TOGETHER):
+            group = assets[first:first + RECLAIMED_TOGETHER]
+            reason = ""
+            for attempt in range(TRIES + 1):
+                # Any other answer than success leaves open what was moved: the listing tells.
+                self.list_all()
+                now = {asset.asset_id: asset for asset in self.assets}
+                if attempt:
+                    self.reclaimed += sum(each.asset_id not in now for each in group)
+                group = [each for each in group if now.get(each.asset_id) == each]
+                if not group or attempt == TRIES:
+                    break
+                try:
+                    self.helper.reclaim([each.asset_id for each in group])
+                    self.reclaimed += len(group)
+                    group = []
+                    break
+                except NoAccess:
+                    raise
+                except (Refused, NoAnswer) as error:
+                    reason = error.text
+                    if error.status == "reclaim_failed":
+                        break  # the user may have said no: don't ask again
+            if group:
+                return reason
+        return ""
+
+    # The end.
+
+    def tidy(self) -> None:
+        """Removes what was not finished, of this run or an earlier one."""
+        for path in [*self.folder.glob("*.partial"), *self.folder.glob("[0-9]*/*/*/*.partial")]:
+            if TEMPORARY.fullmatch(path.name):
+                path.unlink()
+        for folder in self._folders:
+            with contextlib.suppress(OSError):
+                for each in (folder, folder.parent, folder.parent.parent):
+                    each.rmdir()  # unless something is there
+
+
+def filename_of(asset: Asset, type_: int) -> str:
+    """Empty for what a listing does not name."""
+    return next((each.filename for each in asset.resources if each.type == type_), "")
+
+
+def repeated_types(asset: Asset) -> list[int]:
+    """Of two resources of one type only the first can be had."""
+    counts = collections.Counter(each.type for each in asset.resources)
+    return [type_ for type_, count in counts.items() if count > 1]
+
+
+def forget_cached(path: pathlib.Path) -> None:
+    """Lets the file be read from the disk, and not from memory, where the system can do that."""
+    if hasattr(os, "posix_fadvise"):
+        with contextlib.suppress(OSError), open(path, "rb") as file:
+            os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
+
+
+def opened_folder(path: pathlib.Path, make: bool) -> int:
+    """FOLDER, locked for this run. Makes the folder, but none on the way to it: a disk that is not
+    mounted is not filled on another."""
+    try:
+        str(path).encode()
+    except UnicodeEncodeError:
+        raise Stop(f"{shown(str(path))}: the helper takes only paths in UTF-8", 2) from None
+    try:
+        if make:
+            path.mkdir(exist_ok=True)
+        descriptor = os.open(path, os.O_RDONLY | os.O_DIRECTORY)
+    except OSError as error:
+        raise Stop(f"{shown(str(path))}: {error.strerror}; FOLDER is to be a folder, or a new one "
+                   "in a folder that is there", 2) from error
+    try:
+        fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        raise Stop(f"{shown(str(path))}: another backup into it is running", 1) from None
+    except OSError:
+        pass  # a file system without locks
+    return descriptor
+
+
+def default_helper() -> list[str]:
+    beside = pathlib.Path(__file__).resolve().with_name("photos-helper")
+    return [shutil.which("photos-helper") or str(beside)]
+
+
+def dry_run(backup: Backup, reclaims: bool) -> None:
+    backup.list_all()
+    types = [(asset, each) for asset in backup.assets for each in backup.missing(asset)]
+    listed = [(asset, each) for asset, each in types if each not in UNLISTED_TYPES]
+    for asset, each in listed:
+        print(f"Would save {shown(filename_of(asset, each))} ({KINDS.get(each, each)})")
+    print(f"Would save {len(listed):,} files of {len(backup.assets):,} assets, and what there is "
+          f"of audio and adjustments: {len({asset.asset_id for asset, _ in types}):,} assets are "
+          "to be asked for them.")
+    if reclaims:
+        held = len(backup.reclaimable())
+        print(f"Would read back and move to Recently Deleted: {held:,} assets that are saved, and "
+              f"up to {len(backup.assets) - held:,} after they are saved.")
+
+
+def reclaim(backup: Backup, sure: bool) -> bool:
+    """Whether everything was moved that was to be."""
+    whole, total, damages = backup.read_back(backup.reclaimable())
+    for damage in damages:
+        print(f"Not moved, and saved again: {shown(damage)}")
+    if damages:
+        backup.save_all()
+    if not whole:
+        print("There is nothing to move to Recently Deleted.")
+        return not damages
+    if not sure:
+        print(f"{len(whole):,} assets ({size(total)}) are saved in {shown(str(backup.folder))}, and "
+              "were read back. Move them to Recently Deleted? [y/N] ", end="", flush=True)
+        if sys.stdin.readline().strip().lower() not in ("y", "yes"):
+            print("Nothing was moved.")
+            return True
+    reason = backup.reclaim(whole)
+    left = len(whole) - backup.reclaimed
+    print(f"Moved {backup.reclaimed:,} assets to Recently Deleted.")
+    if left:
+        print(f"Not moved: {left:,} assets: {shown(reason or 'they have changed or gone')}")
+    return not left
+
+
+def summarize(backup: Backup, failures: list[Failure]) -> None:
+    files = backup.journal.files.values()
+    print(f"Saved {backup.exported:,} files in this run; {shown(str(backup.folder))} holds "
+          f"{len(files):,} files, {size(sum(each.bytes for each in files))}.")
+    if failures:
+        print(f"Not saved: {len(failures):,}")
+    for each in failures:
+        print(f"  {shown(each.name)} ({KINDS.get(each.resource_type, each.resource_type)} of "
+              f"{shown(each.asset_id)}): {shown(each.reason)}")
+    print("What the helper does not list is not in the backup: assets without a date and, where "
+          "access was given to selected photos only, all others.")
+
+
+def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
+    folder = pathlib.Path(os.path.abspath(arguments.folder))
+    if arguments.dry_run and not folder.exists():
+        journal = Journal(folder)
+    else:
+        opened_folder(folder, not arguments.dry_run)
+        try:
+            journal = Journal(folder)
+        except ForeignJournal as error:
+            raise Stop(str(error), 2) from error
+    if journal.unreadable:
+        print(f"{journal.unreadable} lines of the journal can't be read: what they told of is saved "
+              "again.", file=sys.stderr)
+    if not arguments.dry_run:
+        journal.finish()
+    journal.forget_missing()
+    backup = Backup(folder, helper, journal)
+    helper.authorize()
+    if arguments.dry_run:
+        dry_run(backup, arguments.reclaim)
+        return 0
+    status, why = 0, "it came or changed during the backup; run it again"
+    finished = False
+    try:
+        backup.tidy()
+        backup.save_all()
+        if arguments.reclaim:
+            status = 0 if reclaim(backup, arguments.yes) else 1
+        finished = True
+    except KeyboardInterrupt:
+        status, why = 1, ""
+        print("Interrupted. What is saved stays saved; the same command goes on from here.")
+    except (Stop, HelperError, OSError) as error:
+        status, why = 3 if isinstance(error, NoAccess) else 1, f"not tried: {error}"
+        complain(error)
+    # A second Ctrl-C ends the program at once, which the journal survives.
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+    helper.kill()
+    failures = [each for each in backup.unsaved(why) if each.reason]
+    status = status or (1 if failures else 0)
+    try:
+        backup.tidy()
+        summarize(backup, failures)
+        if arguments.report:
+            write_report(arguments.report, report_of(backup, failures, finished))
+    except OSError as error:
+        complain(error)
+        status = status or 1
+    finally:
+        journal.close()
+    return status
+
+
+def report_of(backup: Backup, failures: list[Failure], finished: bool) -> Report:
+    files = [SavedFile(backup.folder / each.path, each.filename, each.created, each.media_type,
+                       each.type, each.bytes) for each in backup.journal.files.values()]
+    return Report(backup.folder, files, failures, backup.reclaimed, backup.exported, finished,
+                  time.time())
+
+
+def complain(error: Exception) -> None:
+    text = str(error)
+    if isinstance(error, NoAccess):
+        text = (f"access to the photos {ACCESS.get(error.status, error.status)}: allow it in the "
+                "system's settings for privacy, Photos, and run this again")
+    print(f"backup.py: {shown(text)}", file=sys.stderr)
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(
+        description="Backs up the originals of a Photos library into FOLDER.", allow_abbrev=False)
+    parser.add_argument("folder", metavar="FOLDER")
+    parser.add_argument("--dry-run", action="store_true", help="say what would be done")
+    parser.add_argument("--reclaim", action="store_true",
+                        help="move to Recently Deleted what is saved, after reading it back")
+    parser.add_argument("--yes", action="store_true", help="don't ask before that")
+    parser.add_argument("--report", metavar="FILE.html", type=pathlib.Path)
+    parser.add_argument("--stall-seconds", metavar="N", type=float, default=300,
+                        help="end an export that shows no sign of life for so long (300)")
+    parser.add_argument("--helper", metavar="COMMAND ARG...", nargs=argparse.REMAINDER,
+                        help="what to start instead of photos-helper: the rest of the line")
+    arguments = parser.parse_args()
+    if arguments.helper == [] or not 0 < arguments.stall_seconds < 1e6:
+        parser.error("--helper needs a command, --stall-seconds a number above 0")
+    for each in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(each, signal.default_int_handler)
+    for stream in (sys.stdout, sys.stderr):
+        stream.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
+    try:
+        with PhotosHelper(arguments.helper or default_helper(), arguments.stall_seconds) as helper:
+            return run(arguments, helper)
+    except (Stop, HelperError, OSError) as error:
+        complain(error)
+        return {NoAccess: 3, Stop: getattr(error, "status", 1)}.get(type(error), 1)
+    except KeyboardInterrupt:
+        print("Interrupted; nothing was changed.", file=sys.stderr)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,117 @@
+"""Where a file of the backup lies: names that every file system takes, made of any others."""
+
+from __future__ import annotations
+
+import datetime
+import os
+import pathlib
+import re
+import unicodedata
+
+from photos_helper import UNLISTED_TYPES, Asset
+
+# By the type of resource, behind the name that all files of an asset share.
+SUFFIXES = {3: "-audio", 5: "-edited", 6: "-edited", 8: "-base", 10: "-edited"}
+# A listing does not name these.
+EXTENSIONS = {3: ".m4a", 7: ".AAE"}
+# What some file system refuses; a device's name on another is refused with any extension.
+FORBIDDEN = re.compile(r'[<>:"/\\|?*]')
+DEVICE = re.compile(r"(con|prn|aux|nul|com\d|lpt\d)(\.|$)", re.IGNORECASE)
+# Of a name's 255 bytes: the rest is for suffix, number and extension.
+LONGEST_STEM = 120
+LONGEST_EXTENSION = 16
+
+
+def shown(text: str) -> str:
+    """The text for a terminal: what would control it, or is not to be seen, is escaped."""
+    return "".join(each.encode("unicode_escape").decode() if _hidden(each) else each
+                   for each in text)
+
+
+def folder_of(created: float) -> str:
+    """The day in UTC, such as 2024/01/06; 0000/00/00 where the calendar has none."""
+    try:
+        day = datetime.datetime(1970, 1, 1) + datetime.timedelta(seconds=created)
+    except (OverflowError, ValueError):
+        return "0000/00/00"
+    return f"{day.year:04}/{day.month:02}/{day.day:02}"
+
+
+class Names:
+    """Gives each asset a stem of its own in its day's folder, so that what belongs together lies
+    together. Equal names are told apart by a number: "IMG_1 (2)"."""
+
+    def __init__(self, root: pathlib.Path) -> None:
+        self._root = root
+        self._claimed: set[str] = set()
+
+    def claim(self, stem: str) -> None:
+        self._claimed.add(_folded(stem))
+
+    def choose(self, asset: Asset, types: list[int], own: str | None) -> tuple[str, dict[int, str]]:
+        """A stem, such as 2024/01/06/IMG_1, and the path for each of the types: relative ones, at
+        which nothing is. `own` is the stem that the asset has already."""
+        folder, base = folder_of(asset.created), _stem(asset.resources[0].filename)
+        number = 0
+        while True:
+            if number == 0:
+                stem = own
+            else:
+                stem = f"{folder}/{base}" + (f" ({number})" if number > 1 else "")
+            number += 1
+            if stem is None or (stem != own and _folded(stem) in self._claimed):
+                continue
+            paths = _paths(asset, stem)
+            if not any(os.path.lexists(self._root / paths[each]) for each in types):
+                self.claim(stem)
+                return stem, paths
+
+
+def _paths(asset: Asset, stem: str) -> dict[int, str]:
+    paths: dict[int, str] = {}
+    taken: set[str] = set()
+    filenames = {each.type: each.filename for each in reversed(asset.resources)}
+    for type_ in [*dict.fromkeys(each.type for each in asset.resources), *UNLISTED_TYPES]:
+        extension = EXTENSIONS.get(type_) or _extension(
+            filenames.get(type_, asset.resources[0].filename))
+        path = stem + SUFFIXES.get(type_, "") + extension
+        if _folded(path) in taken:
+            path = f"{stem}{SUFFIXES.get(type_, '')}-{type_}{extension}"
+        taken.add(_folded(path))
+        paths[type_] = path
+    return paths
+
+
+def _stem(filename: str) -> str:
+    stem = _cut(_safe(os.path.splitext(_safe(filename))[0]), LONGEST_STEM) or "unnamed"
+    if DEVICE.match(stem):
+        stem = "_" + stem
+    # Or it could be another asset's stem with a suffix, or with a number of equal types.
+    if re.search(r"-(audio|edited|base|\d+)$", stem, re.IGNORECASE):
+        stem += "_"
+    return stem
+
+
+def _extension(filename: str) -> str:
+    extension = os.path.splitext(_safe(filename))[1]
+    return extension if len(extension.encode()) <= LONGEST_EXTENSION else ""
+
+
+def _safe(name: str) -> str:
+    """Not hidden, no way to another folder, and no blank or point at the end, which some file
+    systems drop."""
+    plain = "".join("_" if _hidden(each) else each for each in unicodedata.normalize("NFC", name))
+    return FORBIDDEN.sub("_", plain).strip(" .")
+
+
+def _cut(text: str, longest: int) -> str:
+    return text.encode()[:longest].decode(errors="ignore").rstrip(" .")
+
+
+def _hidden(character: str) -> bool:
+    return unicodedata.category(character) in ("Cc", "Cf", "Cs", "Co", "Cn", "Zl", "Zp")
+
+
+def _folded(path: str) -> str:
+    """Equal for paths that are one on a file system that ignores case."""
+    return unicodedata.normalize("NFC", path.casefold())

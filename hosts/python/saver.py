@@ -1,0 +1,130 @@
+"""Takes over files that the helper has written: reads them back, syncs them, names them.
+
+Threads do this while the helper writes the next ones, since waiting for a disk is most of the time.
+What is ready goes into the journal as a group, which costs one sync.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import os
+import pathlib
+import queue
+import threading
+from collections.abc import Callable
+from concurrent.futures import ThreadPoolExecutor
+
+from journal import Absent, Entry, Journal
+from photos_helper import Exported, check_and_sync, sync_folder
+
+THREADS = 4
+# More than this are not taken over at a time: the helper waits then.
+MOST_WAITING = 64
+
+
+class Saver:
+    """`saved(entry)` and `failed(entry, reason)` are called from other threads. `error` is set when
+    the journal can't be written: nothing is saved from then on."""
+
+    def __init__(self, journal: Journal, saved: Callable[[Entry], None],
+                 failed: Callable[[Entry, str], None]) -> None:
+        self.error: OSError | None = None
+        self._journal = journal
+        self._saved, self._failed = saved, failed
+        self._room = threading.Semaphore(MOST_WAITING)
+        self._checkers = ThreadPoolExecutor(THREADS)
+        self._checked: queue.SimpleQueue[Entry | Absent | None] = queue.SimpleQueue()
+        self._namer = threading.Thread(target=self._name_all)
+        self._namer.start()
+        self._synced: set[pathlib.Path] = set()
+
+    def save(self, entry: Entry) -> None:
+        """Takes over the file `entry.temporary`, which has the entry's bytes and digest."""
+        self._room.acquire()
+        self._checkers.submit(self._check, entry)
+
+    def note(self, absent: Absent) -> None:
+        self._checked.put(absent)
+
+    def close(self) -> None:
+        """Returns when everything that was taken over has its name or has failed."""
+        self._checkers.shutdown()
+        self._checked.put(None)
+        self._namer.join()
+
+    def _check(self, entry: Entry) -> None:
+        temporary = self._journal.folder / entry.temporary
+        try:
+            with contextlib.suppress(OSError, OverflowError):
+                os.utime(temporary, (entry.created, entry.created))
+            check_and_sync(temporary, Exported(entry.bytes, entry.sha256))
+            older = self._journal.saved.get((entry.asset_id, entry.type))
+            if older and (older.bytes, older.sha256) == (entry.bytes, entry.sha256) and (
+                    self._is_whole(older)):
+                # Something else of the asset has changed: one copy is enough.
+                temporary.unlink()
+                entry.path, entry.stem = older.path, older.stem
+        except Exception as error:
+            self._fail(entry, error)
+        else:
+            self._checked.put(entry)
+
+    def _is_whole(self, entry: Entry) -> bool:
+        try:
+            check_and_sync(self._journal.folder / entry.path, Exported(entry.bytes, entry.sha256))
+            return True
+        except OSError:
+            return False
+
+    def _name_all(self) -> None:
+        going_on = True
+        while going_on:
+            group = [self._checked.get()]
+            while not self._checked.empty():
+                group.append(self._checked.get())
+            going_on = None not in group
+            try:
+                self._name([each for each in group if each is not None])
+            except OSError as error:
+                self.error = self.error or error
+
+    def _name(self, group: list[Entry | Absent]) -> None:
+        root = self._journal.folder
+        told: list[Entry | Absent] = []
+        for each in group:
+            if isinstance(each, Entry) and os.path.lexists(root / each.temporary) and (
+                    os.path.lexists(root / each.path)):
+                self._fail(each, FileExistsError(f"{each.path} is there already"))
+            else:
+                told.append(each)
+        files = [each for each in told if isinstance(each, Entry)]
+        try:
+            if self.error:
+                raise self.error
+            self._journal.append(told)
+        except OSError as error:
+            for entry in files:
+                self._fail(entry, error)
+            raise
+        for entry in files:
+            with contextlib.suppress(FileNotFoundError):  # one that an older file stands for
+                os.rename(root / entry.temporary, root / entry.path)
+        for folder in {(root / entry.path).parent for entry in files}:
+            self._sync(folder)
+        for entry in files:
+            self._saved(entry)
+            self._room.release()
+
+    def _sync(self, folder: pathlib.Path) -> None:
+        sync_folder(folder)
+        # Those on the way to it may be new.
+        while folder != self._journal.folder and folder.parent not in self._synced:
+            folder = folder.parent
+            self._synced.add(folder)
+            sync_folder(folder)
+
+    def _fail(self, entry: Entry, error: Exception) -> None:
+        with contextlib.suppress(OSError):
+            (self._journal.folder / entry.temporary).unlink(missing_ok=True)
+        self._failed(entry, str(error))
+        self._room.release()
