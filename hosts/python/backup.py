@@ -26,9 +26,9 @@ from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 
 from journal import Absent, Entry, ForeignJournal, Journal
-from names import Names, shown
+from names import Names, folder_of, shown
 from photos_helper import (UNLISTED_TYPES, Asset, Export, Exported, HelperError, NoAccess, NoAnswer,
-                           NoHelper, PhotosHelper, Refused, check_and_sync)
+                           PhotosHelper, Refused, check_and_sync)
 from progress import Progress, size
 from report import Failure, Report, SavedFile, write_report
 from saver import Saver
@@ -60,7 +60,9 @@ class Stop(Exception):
 @dataclass(slots=True)
 class Job(Export):
     asset: Asset
-    entry: Entry
+    filename: str
+    stem: str
+    path: str
     is_last: bool  # of the asset
 
 
@@ -72,12 +74,12 @@ class Backup:
         self.exported = self.reclaimed = 0
         self._tries: collections.Counter[Key] = collections.Counter()
         self._silences = 0
-        self._names = Names(folder)
+        self._names = Names(str(folder))
         for stem in journal.stems.values():
             self._names.claim(stem)
         # A helper that a killed run has left behind writes to other names than this run's.
         self._token = os.urandom(8).hex()
-        self._folders: set[pathlib.Path] = set()
+        self._folders: set[str] = set()
 
     def list_all(self) -> None:
         with Progress("listed", 0) as progress:
@@ -122,7 +124,7 @@ class Backup:
                 self.failures.pop((entry.asset_id, entry.type), None)
                 progress.done(entry.bytes, entry.type not in UNLISTED_TYPES)
 
-            def failed(entry: Entry, reason: str) -> None:
+            def failed(entry: Entry | Job, reason: str) -> None:
                 self.failures[entry.asset_id, entry.type] = reason
                 progress.done(0, entry.type not in UNLISTED_TYPES)
 
@@ -130,18 +132,17 @@ class Backup:
             try:
                 for job, outcome in self.helper.export_each(self._jobs(todo)):  # type: ignore
                     assert isinstance(job, Job)
-                    progress.at(job.entry.filename or job.entry.path, str(job.destination))
+                    progress.at(job.filename or job.path, job.destination)
                     if saver.error:
                         raise Stop(f"{self.folder}: {saver.error.strerror}")
                     if isinstance(outcome, Exported):
                         self._silences = 0
-                        job.entry.bytes, job.entry.sha256 = outcome.bytes, outcome.sha256
-                        saver.save(job.entry)
+                        saver.save(self._entry(job, outcome))
                     elif outcome.status == "unavailable" and job.type in UNLISTED_TYPES:
                         absent.append(job.type)
                     else:
-                        job.destination.unlink(missing_ok=True)
-                        failed(job.entry, outcome.text)
+                        pathlib.Path(job.destination).unlink(missing_ok=True)
+                        failed(job, outcome.text)
                         self._judge(job, outcome)
                     if absent and job.is_last:
                         saver.note(Absent(job.asset_id, job.asset.modified, absent))
@@ -153,22 +154,27 @@ class Backup:
 
     def _jobs(self, todo: list[tuple[Asset, list[int]]]) -> Iterator[Job]:
         number = 0
+        self._names.look_again()
         for asset, types in todo:
             stem, paths = self._names.choose(
                 asset, types, self.journal.stems.get((asset.asset_id, asset.modified)))
             self.journal.stems[asset.asset_id, asset.modified] = stem
-            folder = (self.folder / stem).parent
+            folder = f"{self.folder}/{folder_of(asset.created)}"
             if folder not in self._folders:
-                folder.mkdir(parents=True, exist_ok=True)
+                os.makedirs(folder, exist_ok=True)
                 self._folders.add(folder)
-            for type_ in types:
+            for type_, path in zip(types, paths):
                 self._tries[asset.asset_id, type_] += 1
                 number += 1
-                temporary = folder / f".photos-backup-{self._token}-{number}.partial"
-                yield Job(asset.asset_id, type_, temporary, asset, Entry(
-                    asset.asset_id, type_, asset.modified, asset.created, asset.media_type,
-                    filename_of(asset, type_), stem, paths[type_],
-                    str(temporary.relative_to(self.folder))), type_ == types[-1])
+                temporary = f"{folder}/.photos-backup-{self._token}-{number}.partial"
+                yield Job(asset.asset_id, type_, temporary, asset, filename_of(asset, type_), stem,
+                          path, type_ == types[-1])
+
+    def _entry(self, job: Job, exported: Exported) -> Entry:
+        asset = job.asset
+        return Entry(asset.asset_id, job.type, asset.modified, asset.created, asset.media_type,
+                     job.filename, job.stem, job.path,
+                     job.destination[len(str(self.folder)) + 1:], exported.bytes, exported.sha256)
 
     def _judge(self, job: Job, outcome: HelperError) -> None:
         """Whether to go on after a failure."""
@@ -285,8 +291,8 @@ class Backup:
                 path.unlink()
         for folder in self._folders:
             with contextlib.suppress(OSError):
-                for each in (folder, folder.parent, folder.parent.parent):
-                    each.rmdir()  # unless something is there
+                for each in (folder, *map(str, pathlib.Path(folder).parents[:2])):
+                    os.rmdir(each)  # unless something is there
 
 
 def filename_of(asset: Asset, type_: int) -> str:

@@ -3,8 +3,8 @@
 from __future__ import annotations
 
 import datetime
+import itertools
 import os
-import pathlib
 import re
 import unicodedata
 
@@ -41,45 +41,55 @@ class Names:
     """Gives each asset a stem of its own in its day's folder, so that what belongs together lies
     together. Equal names are told apart by a number: "IMG_1 (2)"."""
 
-    def __init__(self, root: pathlib.Path) -> None:
+    def __init__(self, root: str) -> None:
         self._root = root
         self._claimed: set[str] = set()
+        # By folder, what was in it when this was asked first.
+        self._present: dict[str, set[str]] = {}
+
+    def look_again(self) -> None:
+        self._present.clear()
 
     def claim(self, stem: str) -> None:
         self._claimed.add(_folded(stem))
 
-    def choose(self, asset: Asset, types: list[int], own: str | None) -> tuple[str, dict[int, str]]:
-        """A stem, such as 2024/01/06/IMG_1, and the path for each of the types: relative ones, at
+    def choose(self, asset: Asset, types: list[int], own: str | None) -> tuple[str, list[str]]:
+        """A stem, such as 2024/01/06/IMG_1, and a path for each of the types: relative ones, at
         which nothing is. `own` is the stem that the asset has already."""
-        folder, base = folder_of(asset.created), _stem(asset.resources[0].filename)
-        number = 0
-        while True:
-            if number == 0:
-                stem = own
-            else:
-                stem = f"{folder}/{base}" + (f" ({number})" if number > 1 else "")
-            number += 1
+        folder = folder_of(asset.created)
+        if own and not own.startswith(folder + "/"):
+            own = None
+        if folder not in self._present:
+            self._present[folder] = self._look_into(folder)
+        base = f"{folder}/{_stem(asset.resources[0].filename)}"
+        for number in itertools.count():
+            stem = own if number == 0 else base if number == 1 else f"{base} ({number})"
             if stem is None or (stem != own and _folded(stem) in self._claimed):
                 continue
-            paths = _paths(asset, stem)
-            if not any(os.path.lexists(self._root / paths[each]) for each in types):
+            paths = _paths(asset, stem, types)
+            if self._present[folder].isdisjoint(map(_folded, paths)):
                 self.claim(stem)
                 return stem, paths
+        raise AssertionError
+
+    def _look_into(self, folder: str) -> set[str]:
+        try:
+            return {_folded(f"{folder}/{each}") for each in os.listdir(f"{self._root}/{folder}")}
+        except FileNotFoundError:
+            return set()
 
 
-def _paths(asset: Asset, stem: str) -> dict[int, str]:
-    paths: dict[int, str] = {}
-    taken: set[str] = set()
-    filenames = {each.type: each.filename for each in reversed(asset.resources)}
-    for type_ in [*dict.fromkeys(each.type for each in asset.resources), *UNLISTED_TYPES]:
-        extension = EXTENSIONS.get(type_) or _extension(
-            filenames.get(type_, asset.resources[0].filename))
-        path = stem + SUFFIXES.get(type_, "") + extension
-        if _folded(path) in taken:
-            path = f"{stem}{SUFFIXES.get(type_, '')}-{type_}{extension}"
-        taken.add(_folded(path))
-        paths[type_] = path
-    return paths
+def _paths(asset: Asset, stem: str, types: list[int]) -> list[str]:
+    listed = {each.type: _extension(each.filename) for each in reversed(asset.resources)}
+    first = _extension(asset.resources[0].filename)
+    ends: dict[int, str] = {}
+    for type_ in [*listed, *UNLISTED_TYPES]:
+        suffix = SUFFIXES.get(type_, "")
+        end = suffix + (EXTENSIONS.get(type_) or listed.get(type_, first))
+        if any(end.lower() == each.lower() for each in ends.values()):
+            end = f"{suffix}-{type_}{end[len(suffix):]}"
+        ends[type_] = end
+    return [stem + ends[type_] for type_ in types]
 
 
 def _stem(filename: str) -> str:
@@ -100,7 +110,8 @@ def _extension(filename: str) -> str:
 def _safe(name: str) -> str:
     """Not hidden, no way to another folder, and no blank or point at the end, which some file
     systems drop."""
-    plain = "".join("_" if _hidden(each) else each for each in unicodedata.normalize("NFC", name))
+    plain = name if name.isascii() and name.isprintable() else "".join(
+        "_" if _hidden(each) else each for each in unicodedata.normalize("NFC", name))
     return FORBIDDEN.sub("_", plain).strip(" .")
 
 
@@ -114,4 +125,4 @@ def _hidden(character: str) -> bool:
 
 def _folded(path: str) -> str:
     """Equal for paths that are one on a file system that ignores case."""
-    return unicodedata.normalize("NFC", path.casefold())
+    return path.lower() if path.isascii() else unicodedata.normalize("NFC", path.casefold())

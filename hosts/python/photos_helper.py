@@ -15,6 +15,7 @@ from __future__ import annotations
 import collections
 import contextlib
 import hashlib
+import itertools
 import json
 import os
 import pathlib
@@ -94,7 +95,7 @@ class Export:
 
     asset_id: str
     type: int
-    destination: pathlib.Path
+    destination: str
 
 
 class PhotosHelper:
@@ -170,7 +171,7 @@ class PhotosHelper:
         survives a loss of power. A file that was there is replaced. Raises OSError, too."""
         partial = path.with_name(f".{os.urandom(8).hex()}.partial")
         try:
-            export = Export(asset_id, resource_type, partial)
+            export = Export(asset_id, resource_type, str(partial))
             for _, outcome in self.export_each([export], ahead=1):
                 if isinstance(outcome, HelperError):
                     raise outcome
@@ -181,7 +182,7 @@ class PhotosHelper:
         finally:
             partial.unlink(missing_ok=True)
 
-    def export_each(self, exports: Iterable[Export], ahead: int = 4
+    def export_each(self, exports: Iterable[Export], ahead: int = 8
                     ) -> Iterator[tuple[Export, Exported | HelperError]]:
         """Writes each resource to its destination itself, in order, and gives the outcome. Up to
         `ahead` of the exports are on their way. What is at the destination is neither checked nor
@@ -190,9 +191,10 @@ class PhotosHelper:
         waiting: collections.deque[Export] = collections.deque()
         tried_again = False
         while True:
-            while len(waiting) < ahead and (export := next(left, None)) is not None:
-                waiting.append(export)
-                self._send(_export_request(export))
+            if len(waiting) <= ahead // 2:
+                more = list(itertools.islice(left, ahead - len(waiting)))
+                waiting.extend(more)
+                self._send(*map(_export_request, more))
             if not waiting:
                 return
             outcome: Exported | HelperError
@@ -211,8 +213,7 @@ class PhotosHelper:
                 again = silence.status == "gone" and not tried_again
                 outcome = silence
                 # The helper has taken the later requests with it.
-                for export in list(waiting)[0 if again else 1:]:
-                    self._send(_export_request(export))
+                self._send(*map(_export_request, list(waiting)[0 if again else 1:]))
                 if again:
                     tried_again = True
                     continue
@@ -271,11 +272,13 @@ class PhotosHelper:
         self._send(request)
         return self._receive(expected, seconds)
 
-    def _send(self, request: dict[str, Any]) -> None:
+    def _send(self, *requests: dict[str, Any]) -> None:
+        if not requests:
+            return
         if self._process is None:
             self._start()
-        self._unsent += json.dumps(request).encode() + b"\n"
-        self._unanswered += 1
+        self._unsent += "".join(json.dumps(each) + "\n" for each in requests).encode()
+        self._unanswered += len(requests)
         self._write()
 
     def _write(self) -> None:
@@ -285,7 +288,7 @@ class PhotosHelper:
             self._unsent = self._unsent[written:]
 
     def _receive(self, expected: str, seconds: float,
-                 growing: pathlib.Path | None = None) -> dict[str, Any]:
+                 growing: str | None = None) -> dict[str, Any]:
         """The next answer, if it is ok. The helper is killed when it is none, when it does not
         come, and when nothing has come of it for `seconds`."""
         process = self._process
@@ -344,7 +347,7 @@ class PhotosHelper:
         return answer[key]
 
 
-def check_and_sync(path: pathlib.Path, exported: Exported) -> None:
+def check_and_sync(path: str | pathlib.Path, exported: Exported) -> None:
     """Returns when the file, read back, has those bytes and will survive a loss of power once its
     folder is synced. Raises OSError."""
     with open(path, "rb", buffering=0) as file:
@@ -355,7 +358,7 @@ def check_and_sync(path: pathlib.Path, exported: Exported) -> None:
             raise OSError("the file has not the bytes that were exported")
 
 
-def sync_folder(folder: pathlib.Path) -> None:
+def sync_folder(folder: str | pathlib.Path) -> None:
     """Makes the names in the folder survive a loss of power, where its file system can do that."""
     descriptor = os.open(folder, os.O_RDONLY)
     try:
@@ -368,7 +371,9 @@ def sync_folder(folder: pathlib.Path) -> None:
 def _export_request(export: Export) -> dict[str, Any]:
     # Bytes that are not UTF-8 would be replaced, and the file would land at another name. The
     # helper's working directory may be another than ours.
-    destination = os.path.abspath(export.destination)
+    destination = export.destination
+    if not destination.startswith("/"):
+        destination = os.path.abspath(destination)
     destination.encode()
     return {"command": "export", "assetID": export.asset_id, "photoKitResourceType": export.type,
             "destination": destination}
@@ -385,8 +390,8 @@ def _asset(asset_id: str, summaries: list[dict[str, Any]]) -> Asset:
                  None if modified is None else float(modified), str(first["mediaType"]), resources)
 
 
-def _size(path: pathlib.Path) -> int:
+def _size(path: str) -> int:
     try:
-        return path.stat().st_size
+        return os.stat(path).st_size
     except OSError:
         return -1

@@ -53,7 +53,7 @@ class Saver:
         self._namer.join()
 
     def _check(self, entry: Entry) -> None:
-        temporary = self._journal.folder / entry.temporary
+        temporary = f"{self._journal.folder}/{entry.temporary}"
         try:
             with contextlib.suppress(OSError, OverflowError):
                 os.utime(temporary, (entry.created, entry.created))
@@ -62,7 +62,7 @@ class Saver:
             if older and (older.bytes, older.sha256) == (entry.bytes, entry.sha256) and (
                     self._is_whole(older)):
                 # Something else of the asset has changed: one copy is enough.
-                temporary.unlink()
+                os.unlink(temporary)
                 entry.path, entry.stem = older.path, older.stem
         except Exception as error:
             self._fail(entry, error)
@@ -92,8 +92,8 @@ class Saver:
         root = self._journal.folder
         told: list[Entry | Absent] = []
         for each in group:
-            if isinstance(each, Entry) and os.path.lexists(root / each.temporary) and (
-                    os.path.lexists(root / each.path)):
+            if isinstance(each, Entry) and os.path.lexists(f"{root}/{each.path}") and (
+                    os.path.lexists(f"{root}/{each.temporary}")):
                 self._fail(each, FileExistsError(f"{each.path} is there already"))
             else:
                 told.append(each)
@@ -107,10 +107,12 @@ class Saver:
                 self._fail(entry, error)
             raise
         for entry in files:
-            with contextlib.suppress(FileNotFoundError):  # one that an older file stands for
-                os.rename(root / entry.temporary, root / entry.path)
-        for folder in {(root / entry.path).parent for entry in files}:
-            self._sync(folder)
+            try:
+                os.rename(f"{root}/{entry.temporary}", f"{root}/{entry.path}")
+            except FileNotFoundError:
+                pass  # an older file stands for it
+        for folder in {entry.path.rpartition("/")[0] for entry in files}:
+            self._sync(root / folder)
         for entry in files:
             self._saved(entry)
             self._room.release()
