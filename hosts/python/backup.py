@@ -80,6 +80,7 @@ class Backup:
         # A helper that a killed run has left behind writes to other names than this run's.
         self._token = os.urandom(8).hex()
         self._folders: set[str] = set()
+        self._asked: collections.deque[Job] = collections.deque()  # and not yet answered
 
     def list_all(self) -> None:
         with Progress("listed", 0) as progress:
@@ -117,7 +118,7 @@ class Backup:
     def _save(self, todo: list[tuple[Asset, list[int]]]) -> None:
         count = sum(each not in UNLISTED_TYPES for _, types in todo for each in types)
         absent: list[int] = []
-        with Progress("saved", count) as progress:
+        with Progress("saved", count, self._current) as progress:
 
             def saved(entry: Entry) -> None:
                 self.exported += 1
@@ -132,7 +133,7 @@ class Backup:
             try:
                 for job, outcome in self.helper.export_each(self._jobs(todo)):  # type: ignore
                     assert isinstance(job, Job)
-                    progress.at(job.filename or job.path, job.destination)
+                    self._asked.popleft()
                     if saver.error:
                         raise Stop(f"{self.folder}: {saver.error.strerror}")
                     if isinstance(outcome, Exported):
@@ -155,6 +156,7 @@ class Backup:
     def _jobs(self, todo: list[tuple[Asset, list[int]]]) -> Iterator[Job]:
         number = 0
         self._names.look_again()
+        self._asked.clear()
         for asset, types in todo:
             stem, paths = self._names.choose(
                 asset, types, self.journal.stems.get((asset.asset_id, asset.modified)))
@@ -167,8 +169,15 @@ class Backup:
                 self._tries[asset.asset_id, type_] += 1
                 number += 1
                 temporary = f"{folder}/.photos-backup-{self._token}-{number}.partial"
-                yield Job(asset.asset_id, type_, temporary, asset, filename_of(asset, type_), stem,
-                          path, type_ == types[-1])
+                self._asked.append(Job(asset.asset_id, type_, temporary, asset, filename_of(
+                    asset, type_), stem, path, type_ == types[-1]))
+                yield self._asked[-1]
+
+    def _current(self) -> tuple[str, str]:
+        try:
+            return self._asked[0].filename or self._asked[0].path, self._asked[0].destination
+        except IndexError:
+            return "", ""
 
     def _entry(self, job: Job, exported: Exported) -> Entry:
         asset = job.asset
@@ -229,7 +238,6 @@ class Backup:
 
             def read(asset: Asset) -> int:
                 for entry in entries[asset.asset_id]:
-                    progress.at(entry.filename, "")
                     forget_cached(self.folder / entry.path)
                     try:
                         check_and_sync(self.folder / entry.path,
@@ -428,8 +436,6 @@ def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
     except (Stop, HelperError, OSError) as error:
         status, why = 3 if isinstance(error, NoAccess) else 1, f"not tried: {error}"
         complain(error)
-    # A second Ctrl-C ends the program at once, which the journal survives.
-    signal.signal(signal.SIGINT, signal.SIG_DFL)
     helper.kill()
     failures = [each for each in backup.unsaved(why) if each.reason]
     status = status or (1 if failures else 0)
@@ -461,6 +467,12 @@ def complain(error: Exception) -> None:
     print(f"backup.py: {shown(text)}", file=sys.stderr)
 
 
+def interrupt(number: int, _: object) -> None:
+    # The second time it ends the program at once, which the journal survives.
+    signal.signal(number, signal.SIG_DFL)
+    raise KeyboardInterrupt
+
+
 def main() -> int:
     parser = argparse.ArgumentParser(
         description="Backs up the originals of a Photos library into FOLDER.", allow_abbrev=False)
@@ -477,8 +489,8 @@ def main() -> int:
     arguments = parser.parse_args()
     if arguments.helper == [] or not 0 < arguments.stall_seconds < 1e6:
         parser.error("--helper needs a command, --stall-seconds a number above 0")
-    for each in (signal.SIGTERM, signal.SIGHUP):
-        signal.signal(each, signal.default_int_handler)
+    for each in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(each, interrupt)
     for stream in (sys.stdout, sys.stderr):
         stream.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
     try:

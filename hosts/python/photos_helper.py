@@ -234,10 +234,11 @@ class PhotosHelper:
         """Ends the helper, which may be in the middle of a request: closing its pipe would not end
         it then."""
         process, self._process = self._process, None
-        self._unsent = self._received = b""
-        self._unanswered = 0
         if process is None:
             return
+        self._unsent = self._received = b""
+        self._unanswered = 0
+        self._complaints.close()
         with contextlib.suppress(ProcessLookupError, PermissionError):
             os.killpg(process.pid, signal.SIGKILL)
         process.wait()
@@ -254,6 +255,7 @@ class PhotosHelper:
                 self.command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                 stderr=self._complaints, bufsize=0, start_new_session=True)
         except (OSError, ValueError) as error:
+            self._complaints.close()
             raise NoHelper("not_started", f"{self.command[0]}: {error}") from error
         os.set_blocking(self._process.stdin.fileno(), False)  # type: ignore[union-attr]
         return self._process
@@ -330,11 +332,11 @@ class PhotosHelper:
     def _gone(self, process: subprocess.Popen[bytes]) -> NoAnswer:
         with contextlib.suppress(subprocess.TimeoutExpired):
             process.wait(5)
+        self._complaints.seek(0)
+        said = self._complaints.read(4096).decode(errors="replace").strip().split("\n")[0]
         self.kill()
         how = (f"was ended by signal {-process.returncode}" if process.returncode < 0
                else f"ended with status {process.returncode}")
-        self._complaints.seek(0)
-        said = self._complaints.read(4096).decode(errors="replace").strip().split("\n")[0]
         return NoAnswer("gone", f"the helper {how} without an answer" + (said and f": {said}"))
 
     def _nonsense(self, what: str) -> NoHelper:

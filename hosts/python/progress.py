@@ -4,11 +4,11 @@ from __future__ import annotations
 
 import collections
 import os
-import shutil
 import sys
 import threading
 import time
 import unicodedata
+from collections.abc import Callable
 
 from names import shown
 
@@ -20,12 +20,13 @@ BAR = 12
 
 
 class Progress:
-    """A context manager; its lines go to standard error. Other threads may call `done`."""
+    """A context manager; its lines go to standard error. `current` gives what is being done now,
+    and the file that grows meanwhile. Other threads may call `done`."""
 
-    def __init__(self, what: str, total: int) -> None:
-        self._what, self._total = what, total
+    def __init__(self, what: str, total: int,
+                 current: Callable[[], tuple[str, str]] = lambda: ("", "")) -> None:
+        self._what, self._total, self._current = what, total, current
         self._count = self._bytes = 0
-        self._name, self._growing = "", ""
         self._terminal = sys.stderr.isatty() and os.environ.get("TERM") != "dumb"
         self._lock = threading.Lock()
         self._ended = threading.Event()
@@ -45,10 +46,6 @@ class Progress:
             sys.stderr.write(self._text(1000) + "\n")
         sys.stderr.flush()
 
-    def at(self, name: str, path: str) -> None:
-        """What is being done now, and the file that grows meanwhile."""
-        self._name, self._growing = name, path
-
     def done(self, bytes_: int, counts: bool = True) -> None:
         with self._lock:
             self._bytes += bytes_
@@ -65,8 +62,9 @@ class Progress:
 
     def _text(self, width: int) -> str:
         now, count = time.monotonic(), self._count
+        name, growing = self._current()
         try:
-            bytes_ = self._bytes + (os.stat(self._growing).st_size if self._growing else 0)
+            bytes_ = self._bytes + (os.stat(growing).st_size if growing else 0)
         except OSError:
             bytes_ = self._bytes
         self._moments.append((now, count, bytes_))
@@ -82,7 +80,7 @@ class Progress:
             parts.append(f"{size(max(bytes_ - before, 0) / seconds)}/s")
             if count > counted:
                 parts.append(f"{duration((total - count) * seconds / (count - counted))} left")
-        return _fitting("  ".join([*parts, shown(self._name)]), width)
+        return _fitting("  ".join([*parts, shown(name)]), width)
 
 
 def size(bytes_: float) -> str:
@@ -103,7 +101,10 @@ def duration(seconds: float) -> str:
 
 def _width() -> int:
     # A character in the last column would wrap the line on some terminals.
-    return shutil.get_terminal_size().columns - 1
+    try:
+        return (os.get_terminal_size(sys.stderr.fileno()).columns or 80) - 1
+    except (OSError, ValueError):
+        return 79
 
 
 def _columns(text: str) -> int:

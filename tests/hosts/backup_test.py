@@ -1,0 +1,324 @@
+"""The backup in Python, on libraries that are slow, hostile, fail, crash and hang."""
+
+import collections
+import contextlib
+import hashlib
+import json
+import os
+import pathlib
+import pty
+import random
+import re
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+BUILD = pathlib.Path(os.environ["BUILD"]).resolve()
+SIM = BUILD / "photos-sim"
+HOSTS = pathlib.Path(__file__).resolve().parents[2] / "hosts" / "python"
+ROUNDS = int(os.environ.get("ROUNDS", "0")) or 12
+sys.path.insert(0, str(HOSTS))
+
+from photos_helper import HelperError, PhotosHelper  # noqa: E402
+
+DAY = 1_704_500_000  # 2024-01-06 in UTC
+
+
+def resource(type_, name, **more):
+    return {"type": type_, "originalFilename": name, **({"text": f"{type_} {name}"} | more)}
+
+
+def asset(identifier, *resources, created=DAY, **more):
+    return {"localIdentifier": identifier, "creationDate": created, "modificationDate": created,
+            "resources": list(resources), **more}
+
+
+def digest(content):
+    return hashlib.sha256(content).hexdigest()
+
+
+LIVE = asset("live", resource(1, "IMG_1.HEIC"), resource(9, "IMG_1.MOV"),
+             resource(7, "Adjustments.plist"), resource(5, "FullSizeRender.jpg"),
+             resource(10, "FullSizeRender.mov"), resource(8, "base.HEIC"))
+HOSTILE = ["", "..", "../../up.jpg", "/etc/x", "a\0b.jpg", "line\nfeed\x1b[2J.jpg", "IMG_1.HEIC",
+           "img_1.heic", "IMG_1-edited.jpg", "CON.jpg", "x" * 300 + ".jpg", ".hidden", "é" * 200,
+           ".photos-backup-0123456789abcdef-1.partial", "photos-backup.jsonl", "a:b|c?.jpg ",
+           "\u202egpj.exe", "IMG_1 (2).HEIC"]
+ODD = [asset(f"odd {number}", resource(1, name, text=f"{number}"),
+             created=[DAY, -9e15, 9e15, -1e9][number % 4 if number < 4 else 0])
+       for number, name in enumerate(HOSTILE)]
+TWICE = asset("twice", resource(1, "T.jpg"), resource(1, "T.jpg", text="the second"))
+MANY = [asset(f"many {number}", resource(1, f"M{number % 7}.jpg", text=f"{number} " * 9000),
+              resource(9, f"M{number % 7}.mov", text=f"{number}, "), created=DAY + 9e4 * number)
+        for number in range(60)]
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="photos-helper-hosts-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.library, self.out = self.folder / "Library", self.folder / "Out"
+        self.asked = self.folder / "asked"
+
+    def create(self, *assets, **more):
+        description = self.folder / "description.json"
+        description.write_text(json.dumps({"authorization": 3, "assets": assets} | more))
+        self.sim("create", self.library, "--from", description)
+
+    def sim(self, *words):
+        subprocess.run([SIM, *words], check=True, capture_output=True)
+
+    def sql(self, statement):
+        with contextlib.closing(sqlite3.connect(self.library / "library.sqlite")) as database:
+            rows = database.execute(statement).fetchall()
+            database.commit()
+        return rows
+
+    def command(self, *words, helper=None):
+        # What is asked is kept in a file on its way.
+        served = f"exec {SIM} serve {self.library} < <(tee -a {self.asked})"
+        return [sys.executable, "-B", HOSTS / "backup.py", self.out, *words, "--helper",
+                *(helper or ["bash", "-c", served])]
+
+    def backup(self, status, *words, answer="", **more):
+        """Runs the backup, checks what has come of it, and gives what it said."""
+        self.asked.write_bytes(b"")
+        held = set(self.journal())
+        done = subprocess.run(self.command(*words, **more), capture_output=True, text=True,
+                              input=answer, timeout=100)
+        said = done.stdout + done.stderr
+        self.assertEqual(done.returncode, status, said)
+        self.assertNotIn("Traceback", said)
+        self.assertNotIn("\x1b", said)
+        self.assertFalse([each for each in held & set(self.exports())], "exported twice")
+        self.assertFalse(list(self.out.glob("**/.*")))
+        return said
+
+    def journal(self):
+        """The digest by asset and type."""
+        with contextlib.suppress(FileNotFoundError):
+            lines = (self.out / "photos-backup.jsonl").read_text().splitlines()[1:]
+            entries = [json.loads(each).get("Entry") for each in lines]
+            return {(each["asset_id"], each["type"]): each["sha256"] for each in entries
+                    if each and (self.out / each["path"]).exists()}
+        return {}
+
+    def exports(self):
+        asked = [json.loads(each) for each in self.asked.read_text().splitlines()]
+        return [(each["assetID"], each["photoKitResourceType"]) for each in asked
+                if each["command"] == "export"]
+
+    def saved(self):
+        """The digests of all files, and how often each is there."""
+        return collections.Counter(digest(path.read_bytes()) for path in self.out.glob("*/*/*/*"))
+
+    def assert_saved(self, *assets, but=()):
+        expected = collections.Counter(digest(each["text"].encode()) for one in assets
+                                       for each in one["resources"])
+        expected.subtract(digest(each.encode()) for each in but)
+        self.assertEqual(self.saved(), +expected)
+
+    def reclaimed(self):
+        return {each for each, in self.sql(
+            "SELECT localIdentifier FROM asset WHERE recentlyDeleted <> 0")}
+
+
+class Backups(Case):
+    def test_saves_all_then_nothing_then_what_is_new(self):
+        self.create(LIVE, *ODD)
+        self.assertIn("Would save", self.backup(0, "--dry-run"))
+        self.assertFalse(self.out.exists())
+        said = self.backup(0)
+        self.assert_saved(LIVE, *ODD)
+        self.assertLessEqual({"IMG_1.HEIC", "IMG_1.MOV", "IMG_1.AAE", "IMG_1-edited.jpg"},
+                             {each.name for each in (self.out / "2024/01/06").iterdir()})
+        names = [str(path).casefold() for path in self.out.glob("**/*")]
+        self.assertEqual(len(names), len(set(names)))
+        self.assertFalse([each for each in names if re.search(r'[\0-\x1f<>"\\|?*:]', each)])
+        self.backup(0)
+        self.assertEqual(self.exports(), [])
+        # Of a change, only what has other bytes takes room; what was removed is saved again.
+        self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 4'")
+        (self.out / "2024/01/06/IMG_1.MOV").unlink()
+        held = self.saved()
+        self.asked.write_bytes(b"")
+        said = subprocess.run(self.command(), capture_output=True, text=True)
+        self.assertEqual((said.returncode, set(self.exports())), (0, {
+            ("odd 4", 1), ("odd 4", 3), ("odd 4", 7), ("odd 4", 8), ("live", 9)}))
+        self.assertEqual(self.saved() - held, collections.Counter([digest(b"9 IMG_1.MOV")]))
+        self.assert_saved(LIVE, *ODD)
+
+    def test_reclaims_what_reads_back(self):
+        failing = asset("failing", resource(1, "F.jpg"), resource(
+            7, "F.plist", failure={"error": "lost\x1b[2J"}))
+        self.create(LIVE, TWICE, failing, *ODD[:3])
+        said = self.backup(1, "--reclaim", answer="n\n")
+        self.assertEqual(self.reclaimed(), set())
+        self.assertIn("F.jpg (adjustments of failing): lost", said)
+        self.assertIn("only one", said)
+        self.assert_saved(LIVE, TWICE, failing, *ODD[:3], but=["7 F.plist", "the second"])
+        damaged = self.out / "2024/01/06/IMG_1.MOV"
+        damaged.write_bytes(b"9 IMG_2.MOV")
+        said = self.backup_of_damaged(1, "--reclaim", "--yes")
+        self.assertIn("IMG_1.MOV", said)
+        self.assertEqual(self.reclaimed(), {"odd 0", "odd 1", "odd 2"})
+        self.backup(1, "--reclaim", answer="y\n")
+        self.assertEqual(self.reclaimed(), {"odd 0", "odd 1", "odd 2", "live"})
+        self.assertEqual(self.saved()[digest(b"9 IMG_1.MOV")], 1)
+
+    def backup_of_damaged(self, status, *words):
+        done = subprocess.run(self.command(*words), capture_output=True, text=True)
+        self.assertEqual(done.returncode, status, done)
+        return done.stdout
+
+    def test_deletions_without_an_answer(self):
+        for crash, moved, status in (("before", set(), 1), ("after", {"odd 4"}, 0)):
+            self.setUp()
+            self.create(ODD[4], deletion={"success": True, "crash": crash, "delay": 0.1})
+            self.backup(status, "--reclaim", "--yes")
+            self.assertEqual(self.reclaimed(), moved)
+            self.assert_saved(ODD[4])
+
+    def test_failures_stalls_and_crashes_cost_only_their_own(self):
+        self.create(LIVE, *(asset(kind, resource(1, f"{kind}.jpg", text="x" * 100_000, failure={
+            "afterBytes": 50_000, kind: value})) for kind, value in (
+                ("error", "lost"), ("stall", True), ("crash", True))),
+            asset("slow", resource(1, "slow.jpg", text="x" * 9, bytesPerSecond=6)),
+            asset("cloud", resource(1, "cloud.jpg", cloud=True)), networkReachable=False)
+        said = self.backup(1, "--stall-seconds", "1")
+        for reason in ("error.jpg.*lost", "stall.jpg.*no sign of life", "crash.jpg.*without an answ",
+                       "cloud.jpg.*"):
+            self.assertRegex(said, reason)
+        self.assertEqual({each for each, _ in self.journal()}, {"live", "slow"})
+        self.sim("network", self.library, "reachable")
+        self.sql("UPDATE resource SET failureAfterBytes = NULL, failureError = NULL")
+        self.backup(0, "--stall-seconds", "1")
+        self.assertLessEqual({(each, 1) for each in ("error", "stall", "crash", "cloud")},
+                             set(self.journal()))
+
+    def test_access(self):
+        self.create(LIVE, authorization=0, promptAnswer=4, promptDelay=2)
+        self.assertIn("selected photos", self.backup(0, "--stall-seconds", "0.5"))
+        self.assert_saved(LIVE)
+        self.sim("access", self.library, "denied")
+        self.assertIn("denied", self.backup(3))
+        self.assert_saved(LIVE)
+
+    def test_killed_again_and_again(self):
+        self.create(*MANY)
+        status, kills = None, 0
+        while status is None:
+            held, _ = set(self.journal()), self.asked.write_bytes(b"")
+            process = subprocess.Popen(self.command("--reclaim", "--yes"), stdout=-1, stderr=-1)
+            try:
+                output = process.communicate(
+                    timeout=random.uniform(0.1, 1) if kills < ROUNDS else 100)
+                status = process.returncode
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.communicate()
+                kills += 1
+            time.sleep(0.2)  # a request that a helper without a host still carries out
+            self.assertFalse(held & set(self.exports()), "exported twice")
+            held = self.journal()
+            for identifier in self.reclaimed():
+                for type_ in (1, 9):
+                    self.assertIn((identifier, type_), held)
+        self.assertEqual((status, output[1].count(b"Traceback")), (0, 0), output)
+        self.assert_saved(*MANY)
+        self.assertEqual(len(self.reclaimed()), len(MANY))
+        self.assertFalse(list(self.out.glob("**/.*")))
+
+    def test_ends_in_order_and_draws_one_line(self):
+        self.create(*MANY[:9], asset("slow", resource(
+            1, "日本\x1b" * 60, text="x" * 9000, bytesPerSecond=90), created=2 * DAY))
+        ours, theirs = pty.openpty()
+        process = subprocess.Popen(self.command(), stdout=-1, stderr=theirs, text=True)
+        os.close(theirs)
+        drawn = b""
+        while "日".encode() not in drawn:
+            drawn += os.read(ours, 4096)
+        process.send_signal(signal.SIGINT)
+        said = process.communicate()[0]
+        os.close(ours)
+        self.assertEqual(process.returncode, 1)
+        self.assertRegex(said, "Interrupted.*the same command goes on")
+        self.assertNotIn(b"\n", drawn)
+        self.assertNotIn(b"\x1b", drawn)
+        self.assertFalse(list(self.out.glob("**/.*")))
+        self.assert_saved(*MANY[:9])
+
+
+class BadInput(Case):
+    def test_folders_and_journals(self):
+        self.create(LIVE)
+        self.out.write_text("a file")
+        self.assertIn("FOLDER is to be a folder", self.backup_of_file())
+        self.out.unlink()
+        self.backup(0)
+        journal = self.out / "photos-backup.jsonl"
+        good = journal.read_bytes()
+        for content, said in ((b'{"format":"else","version":1}\n', "not a journal of this program"),
+                              (b"notes", "not a journal of this program"),
+                              (good.replace(b'"version": 1', b'"version": 2'), "version 2")):
+            journal.write_bytes(content)
+            self.assertIn(said, subprocess.run(self.command(), capture_output=True, text=True,
+                                               check=False).stderr)
+            self.assertEqual(journal.read_bytes(), content)
+        cut = good[:good.rindex(b'"sha256"')]
+        journal.write_bytes(cut)
+        self.assertEqual(subprocess.run(self.command(), capture_output=True).returncode, 0)
+        self.assertEqual({each for each in self.saved()},
+                         {digest(each["text"].encode()) for each in LIVE["resources"]})
+
+    def backup_of_file(self):
+        done = subprocess.run(self.command(), capture_output=True, text=True)
+        self.assertEqual(done.returncode, 2)
+        return done.stderr
+
+    def test_inside_the_library_and_helpers_that_are_none(self):
+        self.create(LIVE)
+        for helper, said in ((["/nowhere"], "/nowhere"), (["cat"], "none of photos-helper's"),
+                             (["echo", "[1]"], "none of"), (["sh", "-c", "exit 7"], "status 7")):
+            self.assertIn(said, self.backup(1, helper=helper))
+        self.assertEqual(self.saved(), {})
+
+    def test_a_false_digest(self):
+        answer = json.dumps({"ok": True, "status": "exported", "bytes": 1, "sha256": "0" * 64})
+        fake = ("import json; open(json.loads(input())['destination'], 'w').write('x'); "
+                f"print({answer!r})")
+        with PhotosHelper([sys.executable, "-c", fake]) as helper:
+            with self.assertRaisesRegex(OSError, "bytes that were exported"):
+                helper.export("a", 1, self.folder / "exported")
+            self.assertEqual(list(self.folder.iterdir()), [])
+            self.assertRaises(HelperError, helper.authorize)
+
+
+class SmallDisk(Case):
+    """Runs in a mount namespace of its own."""
+
+    def test_full_then_read_only_then_room(self):
+        self.create(*MANY)
+        self.out.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", self.out], check=True)
+        self.addCleanup(subprocess.run, ["umount", self.out], check=True)
+        said = self.backup(1, "--reclaim", "--yes")
+        self.assertRegex(said, "Not saved: .*\n.*jpg .*No space left")
+        held = self.journal()
+        self.assertGreater(len(held), 10)
+        for identifier in self.reclaimed():
+            self.assertLessEqual({(identifier, 1), (identifier, 9)}, set(held))
+        subprocess.run(["mount", "-o", "remount,ro", self.out], check=True)
+        self.assertIn("Read-only file system", self.backup(1))
+        subprocess.run(["mount", "-o", "remount,rw,size=100m", self.out], check=True)
+        self.backup(0)
+        self.assert_saved(*MANY)
+
+
+if __name__ == "__main__":
+    unittest.main()
