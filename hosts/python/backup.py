@@ -375,7 +375,7 @@ def reclaim(backup: Backup, sure: bool) -> bool:
         print("There is nothing to move to Recently Deleted.")
         return not damages
     if not sure:
-        print(f"{len(whole):,} assets ({size(total)}) are saved in {shown(str(backup.folder))}, and "
+        print(f"{len(whole):,} assets ({size(total)}) are saved in {shown(str(backup.folder))} and "
               "were read back. Move them to Recently Deleted? [y/N] ", end="", flush=True)
         if sys.stdin.readline().strip().lower() not in ("y", "yes"):
             print("Nothing was moved.")
@@ -412,8 +412,8 @@ def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
         except ForeignJournal as error:
             raise Stop(str(error), 2) from error
     if journal.unreadable:
-        print(f"{journal.unreadable} lines of the journal can't be read: what they told of is saved "
-              "again.", file=sys.stderr)
+        print(f"{journal.unreadable} lines of the journal can't be read: what they told of is "
+              "saved again.", file=sys.stderr)
     if not arguments.dry_run:
         journal.finish()
     journal.forget_missing()

@@ -191,7 +191,7 @@ class Backups(Case):
             asset("slow", resource(1, "slow.jpg", text="x" * 9, bytesPerSecond=6)),
             asset("cloud", resource(1, "cloud.jpg", cloud=True)), networkReachable=False)
         said = self.backup(1, "--stall-seconds", "1")
-        for reason in ("error.jpg.*lost", "stall.jpg.*no sign of life", "crash.jpg.*without an answ",
+        for reason in ("error.jpg.*lost", "stall.jpg.*no sign of life", "crash.jpg.*without an",
                        "cloud.jpg.*"):
             self.assertRegex(said, reason)
         self.assertEqual({each for each, _ in self.journal()}, {"live", "slow"})
