@@ -159,7 +159,7 @@ class Backups(Case):
         self.create(LIVE, TWICE, failing, *ODD[:3])
         said = self.backup(1, "--reclaim", answer="n\n")
         self.assertEqual(self.reclaimed(), set())
-        self.assertIn("F.jpg (adjustments of failing): lost", said)
+        self.assertIn("F.jpg (adjustment data of failing): lost", said)
         self.assertIn("only one", said)
         self.assert_saved(LIVE, TWICE, failing, *ODD[:3], but=["7 F.plist", "the second"])
         damaged = self.out / "2024/01/06/IMG_1.MOV"
