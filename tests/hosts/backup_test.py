@@ -142,6 +142,13 @@ class Backups(Case):
         self.assertFalse([each for each in names if re.search(r'[\0-\x1f<>"\\|?*:]', each)])
         self.backup(0)
         self.assertEqual(self.exports(), [])
+        # Killed when the journal told of a file that had no name yet.
+        lines = (self.out / "photos-backup.jsonl").read_text().splitlines()
+        entry = next(json.loads(each)["Entry"] for each in lines if '"Entry"' in each)
+        (self.out / entry["path"]).rename(self.out / entry["temporary"])
+        self.backup(0)
+        self.assertEqual(self.exports(), [])
+        self.assertTrue((self.out / entry["path"]).exists())
         # Of a change, only what has other bytes takes room; what was removed is saved again.
         self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 4'")
         (self.out / "2024/01/06/IMG_1.MOV").unlink()
@@ -188,16 +195,16 @@ class Backups(Case):
         self.create(LIVE, *(asset(kind, resource(1, f"{kind}.jpg", text="x" * 100_000, failure={
             "afterBytes": 50_000, kind: value})) for kind, value in (
                 ("error", "lost"), ("stall", True), ("crash", True))),
-            asset("slow", resource(1, "slow.jpg", text="x" * 9, bytesPerSecond=6)),
+            asset("slow", resource(1, "slow.jpg", text="slow.", bytesPerSecond=1)),
             asset("cloud", resource(1, "cloud.jpg", cloud=True)), networkReachable=False)
-        said = self.backup(1, "--stall-seconds", "1")
+        said = self.backup(1, "--stall-seconds", "3")
         for reason in ("error.jpg.*lost", "stall.jpg.*no sign of life", "crash.jpg.*without an",
                        "cloud.jpg.*"):
             self.assertRegex(said, reason)
         self.assertEqual({each for each, _ in self.journal()}, {"live", "slow"})
         self.sim("network", self.library, "reachable")
         self.sql("UPDATE resource SET failureAfterBytes = NULL, failureError = NULL")
-        self.backup(0, "--stall-seconds", "1")
+        self.backup(0, "--stall-seconds", "3")
         self.assertLessEqual({(each, 1) for each in ("error", "stall", "crash", "cloud")},
                              set(self.journal()))
 
@@ -275,6 +282,8 @@ class BadInput(Case):
         self.assertEqual(subprocess.run(self.command(), capture_output=True).returncode, 0)
         self.assertEqual({each for each in self.saved()},
                          {digest(each["text"].encode()) for each in LIVE["resources"]})
+        self.backup(0)
+        self.assertEqual(self.exports(), [])
 
     def backup_of_file(self):
         done = subprocess.run(self.command(), capture_output=True, text=True)
