@@ -145,7 +145,7 @@ def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
     except (Stop, HelperError, OSError) as error:
         status, why = 3 if isinstance(error, NoAccess) else 1, f"not tried: {error}"
         complain(error)
-    helper.kill()
+    helper.close()
     failures = [each for each in backup.unsaved(why) if each.reason]
     status = status or (1 if failures else 0)
     try:

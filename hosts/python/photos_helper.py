@@ -112,7 +112,7 @@ class PhotosHelper:
         return self
 
     def __exit__(self, *_: object) -> None:
-        self.kill()
+        self.close()
 
     def authorize(self) -> None:
         """Asks for access. The answer is the same when it is to a selection of the photos only."""
@@ -208,6 +208,14 @@ class PhotosHelper:
     def open(self, asset_id: str) -> None:
         """Shows the asset in the Photos application."""
         self._ask("open", "opened_in_photos", self.answer_seconds, assetID=asset_id)
+
+    def close(self) -> None:
+        """Lets the helper end by itself if it has nothing to do."""
+        if self._process is not None and not self._unanswered:
+            self._process.stdin.close()  # type: ignore[union-attr]
+            with contextlib.suppress(subprocess.TimeoutExpired):
+                self._process.wait(5)
+        self.kill()
 
     def kill(self) -> None:
         """Ends the helper, which may be in the middle of a request: closing its pipe would not end

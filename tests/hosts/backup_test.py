@@ -81,7 +81,8 @@ class Case(unittest.TestCase):
 
     def command(self, *words, helper=None):
         # What is asked is kept in a file on its way.
-        served = f"exec {SIM} serve {self.library} < <(tee -a {self.asked})"
+        served = (f"exec {SIM} serve {self.library} --record {self.folder}/record "
+                  f"< <(tee -a {self.asked})")
         return [sys.executable, "-B", HOSTS / "backup.py", self.out, *words, "--helper",
                 *(helper or ["bash", "-c", served])]
 
@@ -190,6 +191,7 @@ class Backups(Case):
             self.backup(status, "--reclaim", "--yes")
             self.assertEqual(self.reclaimed(), moved)
             self.assert_saved(ODD[4])
+            self.sim("review", self.library, self.folder / "record")
 
     def test_failures_stalls_and_crashes_cost_only_their_own(self):
         self.create(LIVE, *(asset(kind, resource(1, f"{kind}.jpg", text="x" * 100_000, failure={
