@@ -19,6 +19,7 @@ from rows import NotRun, Side, call, peak, rows_of
 
 # Measuring.
 
+
 def run(row, side, output):
     if not isinstance(side, Side):
         return side

@@ -214,7 +214,8 @@ def many_resources(count):
     def after():
         with open(OURS, encoding="utf-8") as lines:
             expect(next(lines).count('"assetID":') == PAGE * count, "a resource is missing")
-    resources = [{"type": 1, "originalFilename": f"{index}.jpg", "size": 0} for index in range(count)]
+    resources = [{"type": 1, "originalFilename": f"{index}.jpg", "size": 0}
+                 for index in range(count)]
     asset = json.dumps({"creationDate": 0, "resources": resources})
     assets = ",\n".join([asset] * PAGE)
     description = f'{{"authorization":3,"assets":[{assets}]}}'

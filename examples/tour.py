@@ -21,12 +21,12 @@ class Helper:
     def show(self, what, request):
         """Sends one line and shows it with the one line that answers it, which it returns."""
         line = request if isinstance(request, str) else json.dumps(request, ensure_ascii=False)
-        print(f"\n{what}" if what else "", f"  -> {line}", sep="\n" if what else "")
+        print(f"\n{what}" if what else "", f"  -> {shown(line)}", sep="\n" if what else "")
         self.process.stdin.write(line + "\n")
         self.process.stdin.flush()
         answer = json.loads(self.process.stdout.readline())
         rest = {key: value for key, value in answer.items() if key != "assets"}
-        print(f"  <- {json.dumps(rest, ensure_ascii=False)}",
+        print(f"  <- {shown(json.dumps(rest, ensure_ascii=False))}",
               " and assets:" if "assets" in answer else "", sep="")
         summaries = answer.get("assets", [])
         for summary in summaries[:20]:
@@ -36,15 +36,20 @@ class Helper:
         return answer
 
 
+def shown(text):
+    """The text with what could change a terminal's state escaped."""
+    return "".join(each if each.isprintable() else ascii(each)[1:-1] for each in text)
+
+
 def summary_text(summary):
     taken = datetime.datetime.fromtimestamp(summary["createdAt"], datetime.timezone.utc)
     flags = [key for key, value in summary.items() if value is True]
     return "  ".join([f"{taken:%Y-%m-%d %H:%M:%S} UTC", summary["mediaType"],
-                      f"{summary['filename']:16}", f"type {summary['photoKitResourceType']}",
-                      *flags, summary["assetID"]])
+                      f"{shown(summary['filename']):16}", f"type {summary['photoKitResourceType']}",
+                      *flags, shown(summary["assetID"])])
 
 
-def tour(helper, folder):
+def tour(helper, folder, put_back):
     helper.show("Nothing is answered before the user has granted access ...",
                 {"command": "discover"})
     helper.show('... which "authorize" asks for.', {"command": "authorize"})
@@ -72,6 +77,7 @@ def tour(helper, folder):
     helper.show("Moved to Recently Deleted: it leaves the library at once, but is not lost.",
                 reclaim)
     helper.show("", reclaim)
+    put_back(first["assetID"])
     helper.show("A line that is no request gets its answer too, and the next one works.",
                 '{"command":')
     helper.show("", {"command": "discover", "limit": 1})
@@ -80,8 +86,10 @@ def tour(helper, folder):
 def main():
     if len(sys.argv) != 4:
         sys.exit(__doc__.rstrip())
-    helper = Helper([sys.argv[1], "serve", sys.argv[2]])
-    tour(helper, sys.argv[3])
+    sim, library, folder = sys.argv[1:]
+    helper = Helper([sim, "serve", library])
+    tour(helper, folder, lambda asset: subprocess.run(
+        [sim, "recently-deleted", library, "--restore", asset], check=True))
     helper.process.communicate()
 
 

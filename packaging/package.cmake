@@ -23,7 +23,7 @@ else()
   # Laid out as in the source tree, since the pages link to one another.
   foreach(folder docs hosts protocol/schema tests/transcripts)
     cmake_path(GET folder PARENT_PATH parent)
-    install(DIRECTORY ${folder} DESTINATION ${CMAKE_INSTALL_DOCDIR}/${parent} OPTIONAL
+    install(DIRECTORY ${folder} DESTINATION ${CMAKE_INSTALL_DOCDIR}/${parent}
       PATTERN "*.1" EXCLUDE PATTERN __pycache__ EXCLUDE)
   endforeach()
 

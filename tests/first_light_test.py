@@ -84,7 +84,8 @@ class FirstLight(unittest.TestCase):
         self.assertEqual(rows["estimate"], ("0 of 2 could be read", "FAILED"))
         self.assertRegex(rows["export"][0], "^export_failed: .*in the cloud")
         self.assertEqual(rows["Digest of the copy"][1], "not reached")
-        rows = self.first_light(1, "no usage description", helper=["sh", "-c", "read x; kill -9 $$"])
+        rows = self.first_light(1, "no usage description",
+                                helper=["sh", "-c", "read x; kill -9 $$"])
         self.assertRegex(rows["authorize"][0], "ended by signal 9")
         granted = """read line; echo '{"ok":true,"status":"authorized"}'; read line; exit 3"""
         self.first_light(1, "with status 3 and without an answer to discover",

@@ -1,4 +1,4 @@
-"""photos-sim play catches a helper that lies, with the transcript's line, and ends what it starts."""
+"""photos-sim play catches a helper that lies, with the transcript's line, ends what it starts."""
 
 import fcntl
 import os

@@ -61,7 +61,8 @@ SESSIONS = [
      []),
 ]
 NO_RECORDS = {"": 1, "text\n": 1, "5\n": 1, '{"at":1}\n': 1,
-              '{"at":1,"server":1,"serves":"x"}\n{"at":1,"ser\n{"at":1,"server":1,"answer":{}}\n': 2,
+              '{"at":1,"server":1,"serves":"x"}\n{"at":1,"ser\n'
+              '{"at":1,"server":1,"answer":{}}\n': 2,
               '{"at":1,"server":1,"serves":"x"}\n{"at":1,"server":1,"answer":[]}\n': 2}
 
 
@@ -108,7 +109,8 @@ class Records(unittest.TestCase):
             self.record.write_text(record_of(session), encoding="utf-8")
             status, _, said = self.sim("review", "Library", "record")
             told = said.splitlines()[:-1]  # the last one sums it up
-            self.assertEqual(told, [f"photos-sim: record:{line}: {what}" for line, what in findings])
+            self.assertEqual(told, [
+                f"photos-sim: record:{line}: {what}" for line, what in findings])
             self.assertEqual(status, 1 if findings else 0, said)
             cut = sum(isinstance(step, str) for step in session)
             self.assertEqual("cut lines passed over: 2" in said, cut == 2, said)

@@ -31,7 +31,7 @@ await run("export.mjs ASSET FOLDER [--helper COMMAND ARG...]", 2, async (helper,
   // What is not listed can be there all the same: audio, the data and the base of an adjustment,
   // all of an asset without a date. Asking costs nothing.
   const stem = path.parse(resources[0]?.filename.replaceAll("/", "_") || "unnamed").name;
-  for (let type = 1; type <= 10; type++) {
+  for (let type = 1; type <= 12; type++) {
     if (resources.some((resource) => resource.type === type)) continue;
     const filename = stem + (type === 7 ? ".AAE" : ` (type ${type})`);
     resources.push({ type, filename, isListed: false });

@@ -99,8 +99,8 @@ class Journal:
                 del self.saved[entry.asset_id, entry.type]
 
     def append(self, records: Iterable[Entry | Absent]) -> None:
-        """Returns when the records will survive a loss of power. Raises OSError; what was written
-        until then is of no harm."""
+        """Returns when the records will survive a loss of power. Raises OSError; the journal
+        is then as it was before."""
         if self._descriptor is None:
             self._open()
         records = list(records)
@@ -170,9 +170,17 @@ class Journal:
 
     def _write(self, text: bytes) -> None:
         assert self._descriptor is not None
-        while text:
-            text = text[os.write(self._descriptor, text):]
-        os.fsync(self._descriptor)
+        end = self._length + len(text)
+        try:
+            while text:
+                text = text[os.write(self._descriptor, text):]
+            os.fsync(self._descriptor)
+        except OSError:
+            # A part of a line, left where it is, would spoil the next one.
+            os.lseek(self._descriptor, self._length, os.SEEK_SET)
+            os.ftruncate(self._descriptor, self._length)
+            raise
+        self._length = end
         if hasattr(fcntl, "F_FULLFSYNC"):
             # On macOS fsync leaves the bytes in the drive's cache. This empties it, of the files
             # that were synced before, too. A network volume can't.

@@ -11,9 +11,10 @@ import unicodedata
 from photos_helper import UNLISTED_TYPES, Asset
 
 # By the type of resource, behind the name that all files of an asset share.
-SUFFIXES = {3: "-audio", 5: "-edited", 6: "-edited", 8: "-base", 10: "-edited"}
+SUFFIXES = {3: "-audio", 5: "-edited", 6: "-edited", 8: "-base", 10: "-edited", 11: "-base",
+            12: "-base"}
 # A listing does not name these.
-EXTENSIONS = {3: ".m4a", 7: ".AAE"}
+EXTENSIONS = {3: ".m4a", 7: ".AAE", 11: ".MOV"}
 # What some file system refuses; a device's name on another is refused with any extension.
 FORBIDDEN = re.compile(r'[<>:"/\\|?*]')
 DEVICE = re.compile(r"(con|prn|aux|nul|com\d|lpt\d)(\.|$)", re.IGNORECASE)

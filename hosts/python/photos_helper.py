@@ -27,9 +27,9 @@ from collections.abc import Iterable, Iterator
 from dataclasses import dataclass
 from typing import Any
 
-# What a listing leaves out although it belongs to the asset: audio, adjustment data, the photo
-# below the adjustments. They can be exported by their type.
-UNLISTED_TYPES = (3, 7, 8)
+# What a listing leaves out although it belongs to the asset: audio, adjustment data, what the
+# adjustments start from. They can be exported by their type.
+UNLISTED_TYPES = (3, 7, 8, 11, 12)
 # A longer answer is none of a helper's. A page of 500 assets has some hundred KiB.
 LONGEST_ANSWER = 256 << 20
 

@@ -14,8 +14,9 @@ from dataclasses import dataclass
 
 TYPES = {1: "photo", 2: "video", 3: "audio", 4: "alternate photo", 5: "edited photo",
          6: "edited video", 7: "adjustment data", 8: "adjustment base photo",
-         9: "Live Photo video", 10: "edited Live Photo video"}
-COMPANIONS = {3, 7, 8, 9, 10}  # named below the pictures
+         9: "Live Photo video", 10: "edited Live Photo video",
+         11: "adjustment base Live Photo video", 12: "adjustment base video"}
+COMPANIONS = {3, 7, 8, 9, 10, 11, 12}  # named below the pictures
 SHOWN_BY_BROWSERS = {".avif", ".gif", ".jpeg", ".jpg", ".png", ".webp"}
 
 STYLE = """

@@ -128,5 +128,5 @@ class Saver:
     def _fail(self, entry: Entry, error: Exception) -> None:
         with contextlib.suppress(OSError):
             (self._journal.folder / entry.temporary).unlink(missing_ok=True)
-        self._failed(entry, str(error))
+        self._failed(entry, getattr(error, "strerror", None) or str(error))
         self._room.release()

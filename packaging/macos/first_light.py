@@ -54,7 +54,7 @@ class Interrupted(BaseException):
 
 
 def leave_alone():
-    """Not with SIG_IGN: Python writes about a signal that was pending when it came to be ignored."""
+    """Not with SIG_IGN: Python writes about a signal that was pending when it was ignored."""
     for number in SIGNALS:
         signal.signal(number, lambda *_: None)
 

@@ -23,7 +23,7 @@ HOSTS = pathlib.Path(__file__).resolve().parents[2] / "hosts" / "python"
 ROUNDS = int(os.environ.get("ROUNDS", "0")) or 12
 sys.path.insert(0, str(HOSTS))
 
-from photos_helper import HelperError, PhotosHelper  # noqa: E402
+from photos_helper import UNLISTED_TYPES, HelperError, PhotosHelper  # noqa: E402
 
 DAY = 1_704_500_000  # 2024-01-06 in UTC
 
@@ -157,7 +157,7 @@ class Backups(Case):
         self.asked.write_bytes(b"")
         said = subprocess.run(self.command(), capture_output=True, text=True)
         self.assertEqual((said.returncode, set(self.exports())), (0, {
-            ("odd 4", 1), ("odd 4", 3), ("odd 4", 7), ("odd 4", 8), ("live", 9)}))
+            *(("odd 4", each) for each in (1, *UNLISTED_TYPES)), ("live", 9)}))
         self.assertEqual(self.saved() - held, collections.Counter([digest(b"9 IMG_1.MOV")]))
         self.assert_saved(LIVE, *ODD)
 
@@ -319,9 +319,9 @@ class SmallDisk(Case):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", self.out], check=True)
         self.addCleanup(subprocess.run, ["umount", self.out], check=True)
         said = self.backup(1, "--reclaim", "--yes")
-        self.assertRegex(said, "Not saved: .*\n.*jpg .*No space left")
+        self.assertRegex(said, r"Not saved: .*\n.*M\d.(jpg|mov) .*No space left")
         held = self.journal()
-        self.assertGreater(len(held), 10)
+        self.assertGreater(len(held), 0)
         for identifier in self.reclaimed():
             self.assertLessEqual({(identifier, 1), (identifier, 9)}, set(held))
         subprocess.run(["mount", "-o", "remount,ro", self.out], check=True)

@@ -28,8 +28,8 @@ class Server:
     """A helper on a library, asked one request at a time."""
 
     def __init__(self, library, **more):
-        self.process = subprocess.Popen([SIM, "serve", library], stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, **({"stderr": subprocess.PIPE} | more))
+        self.process = subprocess.Popen([SIM, "serve", library], **({
+            "stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | more))
 
     def ask(self, command, **fields):
         self.process.stdin.write(line(command, **fields))
