@@ -128,6 +128,6 @@ int CC_SHA256_Update(CC_SHA256_CTX* context, const void* data, CC_LONG length) {
     called("CC_SHA256_Update", std::to_string(length));
   }
   // What is longer is there to be counted.
-  constexpr CC_LONG longest = 1 << 20;
+  constexpr CC_LONG longest = 1 << 26;
   return length > longest ? 1 : SHA256_Update(context, data, length);
 }
