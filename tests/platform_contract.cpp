@@ -151,9 +151,12 @@ TEST_P(PlatformContract, WalksALargeResultAsOneWouldByHand) {
       for (const std::size_t start : {0UL, 1UL, 455UL, byHand->count() - 1}) {
         const std::vector<std::size_t> left(std::ranges::lower_bound(stops, start), stops.end());
         const auto result = platform->fetchAssets({.creationDateBefore = cutoff});
-        for (std::size_t skipped = left.size() + 20; skipped > 13; skipped -= 13) {
-          EXPECT_EQ(result->indexOfAsset(filter, start, skipped),
-                    skipped < left.size() ? std::optional(left[skipped]) : std::nullopt);
+        // Most of them close to either end.
+        for (std::size_t away = 0; away < left.size() + 2; away = 2 * away + 1) {
+          for (const std::size_t skipped : {away, left.size() + 1 - away}) {
+            EXPECT_EQ(result->indexOfAsset(filter, start, skipped),
+                      skipped < left.size() ? std::optional(left[skipped]) : std::nullopt);
+          }
         }
         EXPECT_EQ(result->indexOfAsset(filter, start, ~std::uint64_t{0}), std::nullopt);
       }
