@@ -158,10 +158,11 @@ export class PhotosHelper {
       if ((await file.stat()).size !== bytes || hash.digest("hex") !== sha256) {
         throw new HelperError(null, "The file has other bytes than the helper has answered");
       }
-      await file.sync();
+      await file.sync();  // Node empties the drive's cache on macOS, too.
       await fs.rename(temporary, target);
-      const folder = await fs.open(path.dirname(target));
-      await folder.sync().finally(() => folder.close());  // So that the name is safe, too.
+      // The name is safe, too, where the file system can sync a folder. The file is there anyway.
+      const folder = await fs.open(path.dirname(target)).catch(() => null);
+      await folder?.sync().catch(() => {}).finally(() => folder.close());
       return { bytes, sha256 };
     } catch (error) {
       await fs.rm(temporary, { force: true });

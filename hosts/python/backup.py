@@ -30,6 +30,9 @@ ACCESS = {"authorization_0": "is not determined", "authorization_1": "is restric
           "authorization_2": "was denied"}
 
 
+CHANGED = "they, or their files in FOLDER, have changed or gone since they were read back"
+
+
 def opened_folder(path: pathlib.Path, make: bool) -> int:
     """FOLDER, locked for this run. Makes the folder, but none on the way to it: a disk that is not
     mounted is not filled on another."""
@@ -93,7 +96,7 @@ def reclaim(backup: LibraryBackup, sure: bool) -> bool:
     left = len(whole) - backup.reclaimed
     print(f"Moved {backup.reclaimed:,} assets to Recently Deleted.")
     if left:
-        print(f"Not moved: {left:,} assets: {shown(reason or 'they have changed or gone')}")
+        print(f"Not moved: {left:,} assets: {shown(reason or CHANGED)}")
     return not left
 
 
@@ -101,6 +104,9 @@ def summarize(backup: LibraryBackup, failures: list[Failure]) -> None:
     files = backup.journal.files.values()
     print(f"Saved {backup.exported:,} files in this run; {shown(str(backup.folder))} holds "
           f"{len(files):,} files, {size(sum(each.bytes for each in files))}.")
+    if backup.unsure:
+        print(f"Whether {backup.unsure:,} assets were moved to Recently Deleted is not known: that "
+              "was not answered. All of them are saved.")
     if failures:
         print(f"Not saved: {len(failures):,}")
     for each in failures:
@@ -112,20 +118,16 @@ def summarize(backup: LibraryBackup, failures: list[Failure]) -> None:
 
 def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
     folder = pathlib.Path(os.path.abspath(arguments.folder))
-    if arguments.dry_run and not folder.exists():
-        journal = Journal(folder)
-    else:
+    if folder.exists() or not arguments.dry_run:
         opened_folder(folder, not arguments.dry_run)
-        try:
-            journal = Journal(folder)
-        except ForeignJournal as error:
-            raise Stop(str(error), 2) from error
+    try:
+        journal = Journal(folder)
+    except (ForeignJournal, OSError) as error:
+        raise Stop(str(error), 2) from error
     if journal.unreadable:
         print(f"{journal.unreadable} lines of the journal can't be read: what they told of is "
               "saved again.", file=sys.stderr)
-    if not arguments.dry_run:
-        journal.finish()
-    journal.forget_missing()
+    journal.look(finish=not arguments.dry_run)
     backup = LibraryBackup(folder, helper, journal)
     helper.authorize()
     if arguments.dry_run:
@@ -134,7 +136,7 @@ def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
     status, why = 0, "it came or changed during the backup; run it again"
     finished = False
     try:
-        backup.tidy()
+        backup.tidy(everywhere=True)
         backup.save_all()
         if arguments.reclaim:
             status = 0 if reclaim(backup, arguments.yes) else 1
@@ -149,7 +151,7 @@ def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
     failures = [each for each in backup.unsaved(why) if each.reason]
     status = status or (1 if failures else 0)
     try:
-        backup.tidy()
+        backup.tidy(everywhere=False)
         summarize(backup, failures)
         if arguments.report:
             write_report(arguments.report, report_of(backup, failures, finished))
@@ -198,10 +200,16 @@ def main() -> int:
     arguments = parser.parse_args()
     if arguments.helper == [] or not 0 < arguments.stall_seconds < 1e6:
         parser.error("--helper needs a command, --stall-seconds a number above 0")
+    if not arguments.folder:  # or it would be the current one
+        parser.error("FOLDER is empty")
+    if arguments.report and arguments.report.suffix.lower() not in (".html", ".htm"):
+        parser.error("--report replaces its file, which is to end in .html")
     for each in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(each, interrupt)
-    for stream in (sys.stdout, sys.stderr):
-        stream.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
+    for name, mode in (("stdin", "r"), ("stdout", "w"), ("stderr", "w")):
+        stream = getattr(sys, name) or open(os.devnull, mode)  # when it was closed
+        stream.reconfigure(errors="backslashreplace")
+        setattr(sys, name, stream)
     try:
         with PhotosHelper(arguments.helper or default_helper(), arguments.stall_seconds) as helper:
             return run(arguments, helper)

@@ -6,20 +6,20 @@ journal tells of it, and the next run finishes what a killed one had begun.
 
 from __future__ import annotations
 
-import contextlib
-import fcntl
 import json
 import os
 import pathlib
 from collections.abc import Iterable
 from dataclasses import dataclass
-from typing import Any
 
-from photos_helper import Asset, Exported, check_and_sync, sync_folder
+from photos_helper import Asset, Exported, check_and_sync, full_sync, sync_folder
 
 NAME = "photos-backup.jsonl"
 FORMAT = "photos-helper backup"
 VERSION = 1
+# Of a record's fields; the others are text.
+TYPES_OF = {"type": (int,), "bytes": (int,), "types": (list,), "created": (float, int),
+            "modified": (float, int, type(None))}
 HEADER = json.dumps({"format": FORMAT, "version": VERSION}).encode() + b"\n"
 
 
@@ -55,7 +55,11 @@ class Absent:
 
     asset_id: str
     modified: float | None
+    created: float
     types: list[int]
+
+    def is_of(self, asset: Asset | Absent) -> bool:
+        return (self.modified, self.created) == (asset.modified, asset.created)
 
 
 class Journal:
@@ -74,29 +78,34 @@ class Journal:
         self._length = 0
         self._read()
 
-    def finish(self) -> None:
-        """Gives the files their names that a killed run had told of and not named yet."""
-        for entry in list(self.files.values()):
-            temporary, path = self.folder / entry.temporary, self.folder / entry.path
-            if not os.path.lexists(path) and temporary.exists():
-                try:
-                    check_and_sync(temporary, Exported(entry.bytes, entry.sha256))
-                except OSError:
-                    continue  # cut short by a loss of power: exported again
-                os.rename(temporary, path)
-                sync_folder(path.parent)
-
-    def forget_missing(self) -> None:
-        """Whatever somebody has removed or cut short is exported again."""
+    def look(self, finish: bool) -> None:
+        """Forgets whatever somebody has removed or cut short. With `finish`, what a killed run has
+        told of and not named yet gets its name."""
         for entry in list(self.files.values()):
             try:
-                if os.stat(f"{self.folder}/{entry.path}").st_size == entry.bytes:
-                    continue
+                held = os.stat(f"{self.folder}/{entry.path}").st_size == entry.bytes
             except OSError:
-                pass
-            del self.files[entry.path]
-            if self.saved.get((entry.asset_id, entry.type)) is entry:
-                del self.saved[entry.asset_id, entry.type]
+                held = finish and self._finish(entry)
+            if not held:
+                self.forget(entry)
+
+    def _finish(self, entry: Entry) -> bool:
+        temporary, path = self.folder / entry.temporary, self.folder / entry.path
+        try:
+            check_and_sync(temporary, Exported(entry.bytes, entry.sha256))
+            if os.path.lexists(path):
+                return False
+            os.rename(temporary, path)
+            sync_folder(path.parent)
+        except OSError:
+            return False  # it is not there, or was cut short by a loss of power
+        return True
+
+    def forget(self, entry: Entry) -> None:
+        """For this run the backup does not hold it: it is exported again."""
+        for held, key in ((self.saved, (entry.asset_id, entry.type)), (self.files, entry.path)):
+            if held.get(key) is entry:  # type: ignore[attr-defined]
+                del held[key]  # type: ignore[attr-defined]
 
     def append(self, records: Iterable[Entry | Absent]) -> None:
         """Returns when the records will survive a loss of power. Raises OSError; the journal
@@ -110,6 +119,14 @@ class Journal:
         for record in records:
             self._take(record)
 
+    def sync(self) -> None:
+        """Returns when everything that was synced before will survive a loss of power, also where
+        that leaves it in the drive's cache. Raises OSError."""
+        if self._descriptor is None:
+            self._open()
+        assert self._descriptor is not None
+        full_sync(self._descriptor)
+
     def close(self) -> None:
         if self._descriptor is not None:
             os.close(self._descriptor)
@@ -118,8 +135,8 @@ class Journal:
     def _take(self, record: Entry | Absent) -> None:
         if isinstance(record, Absent):
             older = self.absent.get(record.asset_id)
-            if older and older.modified == record.modified:
-                record = Absent(record.asset_id, record.modified, older.types + record.types)
+            if older and older.is_of(record):
+                record.types = older.types + record.types
             self.absent[record.asset_id] = record
             return
         self.saved[record.asset_id, record.type] = self.files[record.path] = record
@@ -174,32 +191,30 @@ class Journal:
         try:
             while text:
                 text = text[os.write(self._descriptor, text):]
-            os.fsync(self._descriptor)
+            # Of the files that were synced before, too: they get their names after this.
+            full_sync(self._descriptor)
         except OSError:
             # A part of a line, left where it is, would spoil the next one.
             os.lseek(self._descriptor, self._length, os.SEEK_SET)
             os.ftruncate(self._descriptor, self._length)
             raise
         self._length = end
-        if hasattr(fcntl, "F_FULLFSYNC"):
-            # On macOS fsync leaves the bytes in the drive's cache. This empties it, of the files
-            # that were synced before, too. A network volume can't.
-            with contextlib.suppress(OSError):
-                fcntl.fcntl(self._descriptor, fcntl.F_FULLFSYNC)
 
 
 def _record(line: bytes) -> Entry | Absent | None:
     try:
         (kind, fields), = json.loads(line).items()
         record = {"Entry": Entry, "Absent": Absent}[kind](**fields)
-        return record if isinstance(record, Absent) or _is_sound(record) else None
+        return record if _is_sound(record) else None
     except (ValueError, TypeError, KeyError, AttributeError, RecursionError):
         return None
 
 
-def _is_sound(entry: Entry) -> bool:
-    """It leads nowhere but into the backup."""
-    values: list[Any] = [entry.path, entry.temporary, entry.stem, entry.sha256]
-    return type(entry.bytes) is int and all(
-        isinstance(each, str) and not each.startswith("/") and ".." not in each.split("/")
-        for each in values)
+def _is_sound(record: Entry | Absent) -> bool:
+    """All is of its type, and leads nowhere but into the backup."""
+    if not all(type(getattr(record, name)) in TYPES_OF.get(name, (str,))
+               for name in record.__slots__):
+        return False
+    return isinstance(record, Absent) or not any(
+        each.startswith("/") or "\0" in each or ".." in each.encode().decode().split("/")
+        for each in (record.path, record.temporary, record.stem))

@@ -53,6 +53,9 @@ class LibraryBackup:
         self.assets: list[Asset] = []  # as listed last
         self.failures: dict[Key, str] = {}
         self.exported = self.reclaimed = 0
+        self.unsure = 0  # assets that were to be moved, without an answer
+        # Of what was read back, by asset and path: what is moved still has to be as it was.
+        self._read: dict[str, dict[str, tuple[int, int]]] = {}
         self._tries: collections.Counter[Key] = collections.Counter()
         self._silences = 0
         self._names = Names(str(folder))
@@ -75,7 +78,7 @@ class LibraryBackup:
         """Types of the asset that are not in the backup, as far as they can be had."""
         listed = dict.fromkeys(each.type for each in asset.resources)
         absent = self.journal.absent.get(asset.asset_id)
-        none = absent.types if absent and absent.modified == asset.modified else []
+        none = absent.types if absent and absent.is_of(asset) else []
         missing = []
         for type_ in [*listed, *(each for each in UNLISTED_TYPES if each not in listed)]:
             entry = self.journal.saved.get((asset.asset_id, type_))
@@ -127,7 +130,8 @@ class LibraryBackup:
                         failed(job, outcome.text)
                         self._judge(job, outcome)
                     if absent and job.is_last:
-                        saver.note(Absent(job.asset_id, job.asset.modified, absent))
+                        saver.note(Absent(job.asset_id, job.asset.modified, job.asset.created,
+                                          absent))
                         absent = []
             finally:
                 saver.close()
@@ -218,13 +222,15 @@ class LibraryBackup:
         with Progress("read back", len(assets)) as progress, ThreadPoolExecutor(4) as readers:
 
             def read(asset: Asset) -> int:
+                states = self._read[asset.asset_id] = {}
                 for entry in entries[asset.asset_id]:
                     forget_cached(self.folder / entry.path)
                     try:
+                        states[entry.path] = self._state(entry.path)
                         check_and_sync(self.folder / entry.path,
                                        Exported(entry.bytes, entry.sha256))
                     except OSError as error:
-                        del self.journal.saved[asset.asset_id, entry.type]
+                        self.journal.forget(entry)
                         raise OSError(f"{entry.path}: {error}") from error
                 held = sum(entry.bytes for entry in entries[asset.asset_id])
                 progress.done(held)
@@ -251,13 +257,18 @@ class LibraryBackup:
                 # Any other answer than success leaves open what was moved: the listing tells.
                 self.list_all()
                 now = {asset.asset_id: asset for asset in self.assets}
-                if attempt:
+                if self.unsure:
                     self.reclaimed += sum(each.asset_id not in now for each in group)
-                group = [each for each in group if now.get(each.asset_id) == each]
+                    self.unsure = 0
+                group = [each for each in group if now.get(each.asset_id) == each
+                         and self._is_as_read(each)]
                 if not group or attempt == TRIES:
                     break
+                self.journal.sync()
                 try:
+                    self.unsure = len(group)
                     self.helper.reclaim([each.asset_id for each in group])
+                    self.unsure = 0
                     self.reclaimed += len(group)
                     group = []
                     break
@@ -265,19 +276,35 @@ class LibraryBackup:
                     raise
                 except (Refused, NoAnswer) as error:
                     reason = error.text
+                    if isinstance(error, Refused):
+                        self.unsure = 0
                     if error.status == "reclaim_failed":
                         break  # the user may have said no: don't ask again
             if group:
                 return reason
         return ""
 
+    def _state(self, path: str) -> tuple[int, int]:
+        state = os.stat(self.folder / path)
+        return state.st_size, int(state.st_mtime)
+
+    def _is_as_read(self, asset: Asset) -> bool:
+        """The user may have taken long to answer, and have taken the disk away."""
+        try:
+            return all(self._state(path) == state
+                       for path, state in self._read[asset.asset_id].items())
+        except OSError:
+            return False
+
     # The end.
 
-    def tidy(self) -> None:
-        """Removes what was not finished, of this run or an earlier one."""
-        for path in [*self.folder.glob("*.partial"), *self.folder.glob("[0-9]*/*/*/*.partial")]:
-            if TEMPORARY.fullmatch(path.name):
-                path.unlink()
+    def tidy(self, everywhere: bool) -> None:
+        """Removes what was not finished: by earlier runs, too, if `everywhere`."""
+        folders = map(str, self.folder.glob("[0-9]*/*/*")) if everywhere else self._folders
+        for folder in [str(self.folder), *folders]:
+            for name in os.listdir(folder) if os.path.isdir(folder) else ():
+                if TEMPORARY.fullmatch(name):
+                    os.unlink(f"{folder}/{name}")
         for folder in self._folders:
             with contextlib.suppress(OSError):
                 for each in (folder, *map(str, pathlib.Path(folder).parents[:2])):

@@ -13,6 +13,7 @@ from __future__ import annotations
 
 import collections
 import contextlib
+import fcntl
 import hashlib
 import itertools
 import json
@@ -23,7 +24,7 @@ import signal
 import subprocess
 import tempfile
 import time
-from collections.abc import Iterable, Iterator
+from collections.abc import Callable, Iterable, Iterator
 from dataclasses import dataclass
 from typing import Any
 
@@ -131,7 +132,7 @@ class PhotosHelper:
             following = answer.get("nextOffset")
             if following is not None and following <= offset:
                 raise ValueError("a listing that does not go on")
-        except (KeyError, TypeError, ValueError, AttributeError) as error:
+        except (KeyError, TypeError, ValueError, AttributeError, OverflowError) as error:
             raise self._nonsense() from error
         return assets, following
 
@@ -161,9 +162,9 @@ class PhotosHelper:
             (_, outcome), = self.export_each([Export(asset_id, resource_type, str(partial))])
             if isinstance(outcome, HelperError):
                 raise outcome
-            check_and_sync(partial, outcome)
+            check_and_sync(partial, outcome, full_sync)
             os.replace(partial, path)
-            sync_folder(path.parent)
+            sync_folder(path.parent, full_sync)
             return outcome
         finally:
             partial.unlink(missing_ok=True)
@@ -325,21 +326,31 @@ class PhotosHelper:
         return answer["bytes"]
 
 
-def check_and_sync(path: str | pathlib.Path, exported: Exported) -> None:
+def full_sync(descriptor: int) -> None:
+    """On macOS fsync leaves the bytes in the drive's cache; this empties the cache, too."""
+    if hasattr(fcntl, "F_FULLFSYNC"):
+        with contextlib.suppress(OSError):  # A network volume can't.
+            fcntl.fcntl(descriptor, fcntl.F_FULLFSYNC)
+            return
+    os.fsync(descriptor)
+
+
+def check_and_sync(path: str | pathlib.Path, exported: Exported,
+                   sync: Callable[[int], None] = os.fsync) -> None:
     """Returns when the file, read back, has those bytes and will survive a loss of power once its
     folder is synced. Raises OSError."""
     with open(path, "rb", buffering=0) as file:
-        os.fsync(file.fileno())
+        sync(file.fileno())
         if (os.fstat(file.fileno()).st_size != exported.bytes
                 or hashlib.file_digest(file, "sha256").hexdigest() != exported.sha256):
             raise OSError("the file has not the bytes that were exported")
 
 
-def sync_folder(folder: str | pathlib.Path) -> None:
+def sync_folder(folder: str | pathlib.Path, sync: Callable[[int], None] = os.fsync) -> None:
     """Makes the names in the folder survive a loss of power, where its file system can do that."""
     descriptor = os.open(folder, os.O_RDONLY)
     with contextlib.suppress(OSError):
-        os.fsync(descriptor)
+        sync(descriptor)
     os.close(descriptor)
 
 

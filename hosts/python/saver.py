@@ -106,16 +106,26 @@ class Saver:
             for entry in files:
                 self._fail(entry, error)
             raise
+        failures: dict[str, OSError] = {}  # by file or folder
         for entry in files:
             try:
                 os.rename(f"{root}/{entry.temporary}", f"{root}/{entry.path}")
-            except FileNotFoundError:
-                pass  # an older file stands for it
+            except OSError as error:
+                if not os.path.lexists(f"{root}/{entry.path}"):  # no older file stands for it
+                    failures[entry.path] = error
         for folder in {entry.path.rpartition("/")[0] for entry in files}:
-            self._sync(root / folder)
+            try:
+                self._sync(root / folder)
+            except OSError as error:
+                failures[folder] = error
         for entry in files:
-            self._saved(entry)
-            self._room.release()
+            error = failures.get(entry.path) or failures.get(entry.path.rpartition("/")[0])
+            if error:
+                self._journal.forget(entry)
+                self._fail(entry, error)
+            else:
+                self._saved(entry)
+                self._room.release()
 
     def _sync(self, folder: pathlib.Path) -> None:
         sync_folder(folder)

@@ -143,6 +143,10 @@ class Backups(Case):
         self.assertFalse([each for each in names if re.search(r'[\0-\x1f<>"\\|?*:]', each)])
         self.backup(0)
         self.assertEqual(self.exports(), [])
+        # It may be moved.
+        self.out = self.out.rename(self.folder / "Moved")
+        self.backup(0)
+        self.assertEqual(self.exports(), [])
         # Killed when the journal told of a file that had no name yet.
         lines = (self.out / "photos-backup.jsonl").read_text().splitlines()
         entry = next(json.loads(each)["Entry"] for each in lines if '"Entry"' in each)
@@ -183,6 +187,57 @@ class Backups(Case):
         done = subprocess.run(self.command(*words), capture_output=True, text=True)
         self.assertEqual(done.returncode, status, done)
         return done.stdout
+
+    def start(self, *words):
+        return subprocess.Popen(self.command(*words), stdin=-1, stdout=-1, stderr=-1, text=True,
+                                start_new_session=True)
+
+    def asking(self):
+        process, said = self.start("--reclaim"), ""
+        while "[y/N]" not in said:
+            said += process.stdout.read(1)
+        return process
+
+    def test_what_changes_while_it_asks_is_not_moved(self):
+        self.create(*ODD[5:8])
+        process = self.asking()
+        self.assertIn("another backup", self.backup(1))
+        (self.out / "2024/01/06/img_1 (2).heic").write_bytes(b"")
+        self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 6'")
+        said = process.communicate("y\n")
+        self.assertEqual((process.returncode, self.reclaimed()), (1, {"odd 5"}), said)
+        self.assertIn("Not moved: 2 assets", said[0])
+        # What isn't a yes is a no: no answer at all, too.
+        for ending in ("<&-", "</dev/null", "<<< yesterday", "<&- 2>&-"):
+            done = subprocess.run(["bash", "-c", f'exec "$@" {ending}', "bash",
+                                   *self.command("--reclaim")], capture_output=True, text=True)
+            self.assertEqual(done.returncode, 0, done)
+            self.assertIn("Nothing was moved", done.stdout)
+        process = self.asking()
+        os.killpg(process.pid, signal.SIGINT)
+        self.assertIn("Interrupted", process.communicate()[0])
+        self.assertEqual((process.returncode, self.reclaimed()), (1, {"odd 5"}))
+
+    def test_interrupted_while_it_moves(self):
+        self.create(ODD[5], deletion={"success": True, "delay": 60})
+        process = self.start("--reclaim", "--yes")
+        while not self.asked.exists() or '"reclaim"' not in self.asked.read_text():
+            time.sleep(0.05)
+        os.killpg(process.pid, signal.SIGINT)
+        said = process.communicate()[0]
+        self.assertEqual(process.returncode, 1)
+        self.assertIn("moved to Recently Deleted is not known", said)
+
+    def test_another_library_with_the_same_identifier(self):
+        self.create(asset("A", resource(1, "A.jpg"), modificationDate=None))
+        self.backup(0)
+        self.library = self.folder / "Other"
+        other = asset("A", resource(1, "A.jpg", text="o"), resource(7, "A.plist"),
+                      created=DAY + 1, modificationDate=None)
+        self.create(other)
+        subprocess.run(self.command("--reclaim", "--yes"), check=True, capture_output=True)
+        self.assert_saved(asset("A", resource(1, "A.jpg")), other)
+        self.assertEqual(self.reclaimed(), {"A"})
 
     def test_deletions_without_an_answer(self):
         for crash, moved, status in (("before", set(), 1), ("after", {"odd 4"}, 0)):
@@ -279,6 +334,19 @@ class BadInput(Case):
             self.assertIn(said, subprocess.run(self.command(), capture_output=True, text=True,
                                                check=False).stderr)
             self.assertEqual(journal.read_bytes(), content)
+        # Edited by hand: what leads elsewhere or is of another type tells of nothing.
+        lines = good.splitlines()
+        entry = next(json.loads(each)["Entry"] for each in lines if b'"Entry"' in each)
+        for change in ({"created": "x"}, {"asset_id": []}, {"modified": {}}, {"path": "a\0"},
+                       {"path": "../up"}, {"path": "\ud800"}, {"bytes": True}, {"stem": None}):
+            lines.append(json.dumps({"Entry": entry | change}).encode())
+        lines += [b'{"Absent": {"asset_id": "live", "modified": 1, "created": 0, "types": 1}}',
+                  b"[]", b"\xff"]
+        journal.write_bytes(b"\n".join(lines) + b"\n")
+        self.asked.write_bytes(b"")
+        done = subprocess.run(self.command("--report", self.folder / "r.html"), capture_output=True)
+        self.assertEqual((done.returncode, self.exports()), (0, []), done)
+        self.assertIn(b"11 lines of the journal", done.stderr)
         cut = good[:good.rindex(b'"sha256"')]
         journal.write_bytes(cut)
         self.assertEqual(subprocess.run(self.command(), capture_output=True).returncode, 0)
@@ -286,6 +354,15 @@ class BadInput(Case):
                          {digest(each["text"].encode()) for each in LIVE["resources"]})
         self.backup(0)
         self.assertEqual(self.exports(), [])
+
+    def test_arguments(self):
+        self.create(LIVE)
+        for out, *words in ((b"\xff",), (b"\xff/out",), ("",), (".", "--stall-seconds", "nan"),
+                            (".", "--report", "photos-backup.jsonl")):
+            done = subprocess.run([sys.executable, "-B", HOSTS / "backup.py", out, *words,
+                                   "--helper", SIM, "serve", self.library],
+                                  cwd=self.folder, capture_output=True)
+            self.assertEqual((done.returncode, b"Traceback" in done.stderr), (2, False), done)
 
     def backup_of_file(self):
         done = subprocess.run(self.command(), capture_output=True, text=True)
@@ -298,6 +375,12 @@ class BadInput(Case):
                              (["echo", "[1]"], "none of"), (["sh", "-c", "exit 7"], "status 7")):
             self.assertIn(said, self.backup(1, helper=helper))
         self.assertEqual(self.saved(), {})
+        # Nothing gets into the library, and each photo is named.
+        held = sorted(self.library.glob("**/*"))
+        self.out = self.library / "originals" / "Out"
+        self.assertRegex(self.backup(1), "Not saved: 6\n(.*it is a part of the photo library\n){6}")
+        left = set(self.library.glob("**/*")) - {*held, self.out, self.out / "photos-backup.jsonl"}
+        self.assertEqual(left, set())
 
     def test_a_false_digest(self):
         answer = json.dumps({"ok": True, "status": "exported", "bytes": 1, "sha256": "0" * 64})
