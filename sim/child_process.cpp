@@ -167,12 +167,8 @@ int ChildProcess::wait() {
 
 std::string ChildProcess::errors() {
   std::fseek(errors_, 0, SEEK_SET);
-  std::string text;
   std::array<char, 65536> piece{};
-  while (const std::size_t size = std::fread(piece.data(), 1, piece.size(), errors_)) {
-    text.append(piece.data(), size);
-  }
-  return text;
+  return {piece.data(), std::fread(piece.data(), 1, piece.size(), errors_)};
 }
 
 ChildProcess::Clock::time_point ChildProcess::deadline() const {

@@ -55,7 +55,7 @@ class ChildProcess {
   /// Whether the limit was reached.
   [[nodiscard]] bool isLate() const { return isLate_; }
 
-  /// All that it has written to standard error.
+  /// The first 64 KiB that it has written to standard error, which may be without end.
   [[nodiscard]] std::string errors();
 
  private:

@@ -66,10 +66,15 @@ class Player {
 
   Result play(const fs::path& transcript, const Session& session) {
     transcript_ = transcript;
-    const TemporaryFolder folder(fs::temp_directory_path() / "photos-sim-");
+    constexpr const char* advice = "set TMPDIR to a folder you may write to";
+    std::error_code missing;
+    const fs::path parent = fs::temp_directory_path(missing);
+    if (missing) {
+      return std::unexpected(failure("the folder for temporary files", missing, advice));
+    }
+    const TemporaryFolder folder(parent / "photos-sim-");
     if (!folder.isThere()) {
-      return std::unexpected(
-          failure(folder.path(), lastSystemError(), "set TMPDIR to a folder you may write to"));
+      return std::unexpected(failure(folder.path(), lastSystemError(), advice));
     }
     const Result made = makeLibrary(transcript, session, folder.path());
     if (!made) {
@@ -116,7 +121,13 @@ class Player {
     if (const std::string errors = helper.errors(); !errors.empty() && session.library != "none") {
       tell(session.line, "the helper wrote on standard error:");
       std::istringstream lines(errors);
+      int told = 0;
       for (std::string text; std::getline(lines, text);) {
+        constexpr int most = 20;
+        if (++told > most) {
+          sayBelow("... and so on");
+          break;
+        }
         sayBelow(text);
       }
     }

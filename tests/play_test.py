@@ -62,7 +62,8 @@ ENDS = {
     "ends within a line": ":3: no newline behind the answer",
     "ends with status 3": ":2: the helper has ended with status 3",
     "is killed": ":2: a signal has ended the helper",
-    "writes errors": ":2: the helper wrote on standard error:\n  noise\\u{1b}\n",
+    "writes errors": ":2: the helper wrote on standard error:\n" + "  noise\\u{1b}\n" * 20 +
+                     "  ... and so on\n",
     "answers no request": ":9: more than one answer",
     "never answers": ":3: no answer within 5 s",
     "never ends": ":2: the helper has not ended 5 s after its input",
@@ -99,7 +100,7 @@ def lie(name, library):
     if name == "never ends":
         time.sleep(1000)
     elif name == "writes errors":
-        print("noise\x1b", file=sys.stderr)
+        print("noise\x1b\n" * 100000, file=sys.stderr)
     elif name == "answers no request":
         print("{}")
     elif name == "is killed":
