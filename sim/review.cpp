@@ -23,7 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace json = boost::json;
-using Types = std::vector<std::int64_t>;
 
 /// A line of a record; one member besides `server` is there.
 struct Entry {
@@ -78,7 +77,11 @@ class Review {
     }
     if (const auto asked = asked_.extract(entry.server)) {
       const json::value* const ok = entry.answer->if_contains("ok");
-      takeAnswer(asked.mapped().first, asked.mapped().second, ok != nullptr && *ok == true);
+      const json::value* const status = entry.answer->if_contains("status");
+      const bool isDenied = status != nullptr && status->is_string() &&
+                            status->get_string().starts_with("authorization_");
+      takeAnswer(asked.mapped().first, asked.mapped().second, ok != nullptr && *ok == true,
+                 isDenied);
     }
     return {};
   }
@@ -99,8 +102,8 @@ class Review {
   }
 
  private:
-  /// Whether the resource of an asset's identifier and a type has been exported; those that never
-  /// were tried are missing.
+  /// Whether the last export of the resource of an asset's identifier and a type has succeeded;
+  /// those that were never tried are missing.
   using Exports = std::map<std::pair<std::string, std::int64_t>, bool>;
 
   Result takeRequest(std::size_t line, const protocol::Request& request) {
@@ -109,6 +112,7 @@ class Review {
       if (before != exports_.end() && before->second) {
         tell(line, "exports the resource of type " + std::to_string(resource->second) + " of " +
                        resource->first + " again");
+        before->second = false;  // it may have been written over
       }
     }
     Result judged;
@@ -121,15 +125,16 @@ class Review {
     return judged;
   }
 
-  void takeAnswer(std::size_t line, const protocol::Request& request, bool isSuccess) {
+  /// Without access, an answer tells nothing of an asset.
+  void takeAnswer(std::size_t line, const protocol::Request& request, bool isSuccess,
+                  bool isDenied) {
     unanswered_.erase(line);
     std::erase_if(unanswered_, [&](const auto& reclaim) {
-      return request.command == "discover" || names(request, reclaim.second);
+      return !isDenied && (request.command == "discover" || names(request, reclaim.second));
     });
     if (const auto resource = exportedBy(request)) {
-      bool& isExported = exports_[*resource];
-      isExported = isExported || isSuccess;
-    } else if (request.command == "reclaim" && isSuccess) {
+      exports_[*resource] = isSuccess;
+    } else if (request.command == "reclaim" && request.assetIDs && isSuccess) {
       reclaimed_ += request.assetIDs->size();
     }
   }
@@ -185,12 +190,11 @@ class Review {
   std::size_t reclaimed_ = 0;
 };
 
-/// Gives all lines to the review, and counts those that are cut: the last one, or one before a
-/// server's start.
+/// Gives all lines to the review, and counts those that are cut. On a full disk the next line of
+/// another server may stand behind half of one.
 std::expected<std::size_t, Error> readRecord(const fs::path& file, Review& review) {
   std::ifstream stream(file);
   std::size_t number = 0;
-  std::size_t unread = 0;  // the line before, when it is no JSON
   std::size_t cut = 0;
   bool isRecord = false;
   const auto refusal = [&](std::size_t line) {
@@ -202,16 +206,10 @@ std::expected<std::size_t, Error> readRecord(const fs::path& file, Review& revie
     boost::system::error_code error;
     const json::value value = json::parse(line, error);
     const auto entry = error ? std::nullopt : entryOf(value);
-    if (unread != 0 && !(entry && entry->isStart)) {
-      return refusal(unread);
-    }
     if (!entry && !error) {
       return refusal(number);
     }
-    if (error) {
-      ++cut;
-    }
-    unread = error ? number : 0;
+    cut += error ? 1U : 0U;
     isRecord = isRecord || entry;
     if (const Result taken = entry ? review.take(number, *entry) : Result(); !taken) {
       return std::unexpected(failure(linePlace(file, number), taken.error().localizedDescription));

@@ -56,13 +56,20 @@ SESSIONS = [
     ([(reclaim("C"), None), (DISCOVER, OK)], []),
     ([(reclaim("A", "C"), None), None, (export("C", 1), FAILED)],
      [(2, of_type(1) + ", which was not exported"), (2, of_type(7) + ", which was not exported")]),
+    # The last export counts: it may have written over the copy.
+    ([*EXPORTED, (export("A", 1), FAILED), (export("A", 7), None), (reclaim("A"), OK)],
+     [(6, "exports the resource of type 1 of A again"),
+      (8, "exports the resource of type 7 of A again"),
+      (9, of_type(1) + ", whose export failed"), (9, of_type(7) + ", whose export failed")]),
+    ([(reclaim("C"), None), (DISCOVER, {"ok": False, "status": "authorization_2"})],
+     [(2, UNANSWERED)]),
+    ([('{"command":"reclaim"}', OK)], []),
     # Cut lines.
-    ([(reclaim("C"), None), '{"at":', None, (reclaim("C"), FAILED), '{"at":5,"server":1,"answer"'],
+    ([(reclaim("C"), None), '{"at":', (reclaim("C"), FAILED), None, '{"at":5,"server":1,"answer"'],
      []),
 ]
 NO_RECORDS = {"": 1, "text\n": 1, "5\n": 1, '{"at":1}\n': 1,
-              '{"at":1,"server":1,"serves":"x"}\n{"at":1,"ser\n'
-              '{"at":1,"server":1,"answer":{}}\n': 2,
+              '{"at":1,"ser\n{"at":1,"server":1,"ans\n': 1,
               '{"at":1,"server":1,"serves":"x"}\n{"at":1,"server":1,"answer":[]}\n': 2}
 
 
