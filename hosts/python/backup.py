@@ -165,7 +165,8 @@ def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
 
 def report_of(backup: LibraryBackup, failures: list[Failure], finished: bool) -> Report:
     files = [SavedFile(backup.folder / each.path, each.filename or os.path.basename(each.path),
-                       each.created, each.media_type, each.type, each.bytes) for each in backup.journal.files.values()]
+                       each.created, each.media_type, each.type, each.bytes)
+             for each in backup.journal.files.values()]
     return Report(backup.folder, files, failures, backup.reclaimed, backup.exported, finished,
                   time.time())
 
