@@ -130,6 +130,7 @@ export class PhotosHelper {
       const page = await this.#ask({ limit: 500, ...options, command: "discover", offset },
         { seconds: this.#stallSeconds });
       yield* page.assets;
+      if (page.nextOffset <= offset) throw new HelperError(null, "A listing that does not go on");
       offset = page.nextOffset;
     }
   }
