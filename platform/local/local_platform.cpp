@@ -118,14 +118,17 @@ AuthorizationStatus LocalPlatform::authorizationStatus(photos::AccessLevel /*lev
 
 void LocalPlatform::requestAuthorization(photos::AccessLevel level, AuthorizationHandler handler) {
   const auto current = settings();
-  if (current && current->authorizationStatus == 0) {
+  auto status =
+      current ? AuthorizationStatus{current->authorizationStatus} : AuthorizationStatus::restricted;
+  if (status == AuthorizationStatus::notDetermined) {
     wait(current->promptDelay);
     if (const auto library = served()) {
       // If the answer can't be stored, the status stays not determined.
       static_cast<void>(library->library.answerPrompt());
     }
+    status = authorizationStatus(level);
   }
-  handler(authorizationStatus(level));
+  handler(status);
 }
 
 std::shared_ptr<photos::AssetFetchResult> LocalPlatform::fetchAssets(
