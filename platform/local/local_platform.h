@@ -62,6 +62,8 @@ class LocalPlatform : public posix::PosixPlatform {
   std::filesystem::path folder_;
   std::filesystem::path databaseFile_;
   DestinationGuard guard_;
+  /// The file that was created last and has not been opened since.
+  std::string created_;
   std::optional<library::FileIdentity> identity_;
   std::shared_ptr<ServedLibrary> served_;
   /// Whether a read of this very library has failed and it has not been checked since.
