@@ -14,8 +14,9 @@ import statistics
 import sys
 import time
 
-from rows import CP_OPENSSL, DATA, GIB, MEMORY, OTHERS, OURS, PROGRAMS, ROOT, SCRATCH
-from rows import NotRun, Side, call, peak, rows_of
+from data import DATA, GIB, MEMORY, PROGRAMS, ROOT, SCRATCH, NotRun, call
+from rows import peak, rows_of
+from sides import CP_OPENSSL, OTHERS, OURS, Side
 
 # Measuring.
 
