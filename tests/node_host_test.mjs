@@ -33,8 +33,8 @@ function misbehaving(folder, act) {
     import readline from "node:readline";
     process.on("SIGINT", () => fs.writeFileSync("${folder}/interrupted", ""));
     const answer = (answer) => process.stdout.write(JSON.stringify(answer) + "\\n");
-    const exported = (bytes = 3) => answer(
-      { ok: true, status: "exported", bytes, sha256: "${SHA256_OF_ABC}" });
+    const exported = (bytes = 3, status = "exported") => answer(
+      { ok: true, status, bytes, sha256: "${SHA256_OF_ABC}" });
     readline.createInterface(process.stdin).on("line", (line) => {
       const { command, destination } = JSON.parse(line);
       const write = (text) => destination && fs.appendFileSync(destination, text);
@@ -148,6 +148,7 @@ test("ends a helper that stalls or lies, and waits for one whose file grows", as
     [/No sign of life/, ({ write }) => write("ab")],
     [/other bytes/, ({ write, exported }) => { write("abc"); exported(4); }],
     [/other bytes/, ({ write, exported }) => { write("abd"); exported(); }],
+    [/doesn't speak/, ({ write, exported }) => { write("abc"); exported(3, "estimated"); }],
     [/doesn't speak/, () => process.stdout.write("Loading ...\n")],
     [/export_failed: x/, ({ answer }) =>
       answer({ ok: false, status: "export_failed", error: "x" })],

@@ -20,6 +20,10 @@ import path from "node:path";
  *   isLivePhotoCompanion: boolean, isLivePhotoImage: boolean, isCurrentEdit: boolean}} Resource
  */
 
+// What a helper answers to each command when it is done.
+const DONE = { authorize: "authorized", discover: "discovered", estimate: "estimated",
+  export: "exported", reclaim: "moved_to_recently_deleted", open: "opened_in_photos" };
+
 /** `status` is the answer's; null: there is none, or one that can't be trusted. */
 export class HelperError extends Error {
   constructor(/** @type {string | null} */ status, /** @type {string} */ text, isLost = false) {
@@ -56,7 +60,7 @@ class Process {
 
   exchange(request) {
     return new Promise((resolve, reject) => {
-      this.#asker = { resolve, reject };
+      this.#asker = { resolve, reject, status: DONE[request.command] };
       this.#child.stdin.write(JSON.stringify(request) + "\n");
     });
   }
@@ -68,7 +72,9 @@ class Process {
     if (end < 0) return;
     try {
       const answer = JSON.parse(this.#text.splice(0).join(""));
-      if (!answer.status) throw answer;
+      const isSound = answer.ok === true ? answer.status === this.#asker.status
+        : answer.ok === false && typeof answer.status === "string";
+      if (!isSound) throw answer;
       this.#asker.resolve(answer);
       this.#asker = null;
     } catch {
