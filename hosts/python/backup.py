@@ -11,6 +11,7 @@ the arguments, FOLDER or its journal can't be used; 3 no access to the photos.
 from __future__ import annotations
 
 import argparse
+import contextlib
 import fcntl
 import os
 import pathlib
@@ -18,31 +19,33 @@ import shutil
 import signal
 import sys
 import time
+from collections.abc import Iterator
 
+from ahead import AheadHelper
 from journal import ForeignJournal, Journal
 from library_backup import LibraryBackup, Stop, filename_of
 from names import shown
-from photos_helper import UNLISTED_TYPES, HelperError, NoAccess, PhotosHelper
+from photos_helper import UNLISTED_TYPES, HelperError, NoAccess
 from progress import size
 from report import TYPES, Failure, Report, SavedFile, write_report
 
 ACCESS = {"authorization_0": "is not determined", "authorization_1": "is restricted",
           "authorization_2": "was denied"}
-
-
 CHANGED = "they, or their files in FOLDER, have changed or gone since they were read back"
 
 
-def opened_folder(path: pathlib.Path, make: bool) -> int:
-    """FOLDER, locked for this run. Makes the folder, but none on the way to it: a disk that is not
-    mounted is not filled on another."""
+@contextlib.contextmanager
+def locked(path: pathlib.Path, make: bool) -> Iterator[None]:
+    """Makes FOLDER and locks it for this run. None is made on the way to it: a disk that is not
+    mounted is not filled on another. One that was made and got nothing is removed."""
+    made = make and not os.path.lexists(path)
     try:
         str(path).encode()
     except UnicodeEncodeError:
         raise Stop(f"{shown(str(path))}: the helper takes only paths in UTF-8", 2) from None
     try:
-        if make:
-            path.mkdir(exist_ok=True)
+        if made:
+            path.mkdir()
         descriptor = os.open(path, os.O_RDONLY | os.O_DIRECTORY)
     except OSError as error:
         raise Stop(f"{shown(str(path))}: {error.strerror}; FOLDER is to be a folder, or a new one "
@@ -53,7 +56,13 @@ def opened_folder(path: pathlib.Path, make: bool) -> int:
         raise Stop(f"{shown(str(path))}: another backup into it is running", 1) from None
     except OSError:
         pass  # a file system without locks
-    return descriptor
+    try:
+        yield
+    finally:
+        if made:
+            with contextlib.suppress(OSError):
+                path.rmdir()
+        os.close(descriptor)
 
 
 def default_helper() -> list[str]:
@@ -116,10 +125,7 @@ def summarize(backup: LibraryBackup, failures: list[Failure]) -> None:
           "access was given to selected photos only, all others.")
 
 
-def run(arguments: argparse.Namespace, helper: PhotosHelper) -> int:
-    folder = pathlib.Path(os.path.abspath(arguments.folder))
-    if folder.exists() or not arguments.dry_run:
-        opened_folder(folder, not arguments.dry_run)
+def run(arguments: argparse.Namespace, folder: pathlib.Path, helper: AheadHelper) -> int:
     try:
         journal = Journal(folder)
     except (ForeignJournal, OSError) as error:
@@ -212,8 +218,12 @@ def main() -> int:
         stream.reconfigure(errors="backslashreplace")
         setattr(sys, name, stream)
     try:
-        with PhotosHelper(arguments.helper or default_helper(), arguments.stall_seconds) as helper:
-            return run(arguments, helper)
+        with contextlib.ExitStack() as stack:
+            folder = pathlib.Path(os.path.abspath(arguments.folder))
+            if folder.exists() or not arguments.dry_run:
+                stack.enter_context(locked(folder, not arguments.dry_run))
+            helper = AheadHelper(arguments.helper or default_helper(), arguments.stall_seconds)
+            return run(arguments, folder, stack.enter_context(helper))
     except (Stop, HelperError, OSError) as error:
         complain(error)
         return {NoAccess: 3, Stop: getattr(error, "status", 1)}.get(type(error), 1)

@@ -39,9 +39,9 @@ class Entry:
     filename: str
     stem: str
     path: str
-    temporary: str
-    bytes: int = 0
-    sha256: str = ""
+    temporary: str  # empty if an older file stands for it
+    bytes: int
+    sha256: str
 
     def is_of(self, asset: Asset, filename: str) -> bool:
         """The asset has not changed since, and is not another library's of the same name."""
@@ -76,6 +76,7 @@ class Journal:
         self.unreadable = 0
         self._descriptor: int | None = None
         self._length = 0
+        self._early: list[Absent] = []
         self._read()
 
     def look(self, finish: bool) -> None:
@@ -90,16 +91,19 @@ class Journal:
                 self.forget(entry)
 
     def _finish(self, entry: Entry) -> bool:
-        temporary, path = self.folder / entry.temporary, self.folder / entry.path
         try:
-            check_and_sync(temporary, Exported(entry.bytes, entry.sha256))
-            if os.path.lexists(path):
-                return False
-            os.rename(temporary, path)
-            sync_folder(path.parent)
+            check_and_sync(self.folder / entry.temporary, Exported(entry.bytes, entry.sha256))
+            self.name(entry)
+            sync_folder((self.folder / entry.path).parent)
         except OSError:
             return False  # it is not there, or was cut short by a loss of power
         return True
+
+    def name(self, entry: Entry) -> None:
+        """Gives the entry's file its name. Raises OSError, also if there is a file of that name."""
+        if os.path.lexists(f"{self.folder}/{entry.path}"):
+            raise FileExistsError(f"{entry.path} is there already")
+        os.rename(f"{self.folder}/{entry.temporary}", f"{self.folder}/{entry.path}")
 
     def forget(self, entry: Entry) -> None:
         """For this run the backup does not hold it: it is exported again."""
@@ -108,14 +112,18 @@ class Journal:
                 del held[key]  # type: ignore[attr-defined]
 
     def append(self, records: Iterable[Entry | Absent]) -> None:
-        """Returns when the records will survive a loss of power. Raises OSError; the journal
-        is then as it was before."""
-        if self._descriptor is None:
-            self._open()
+        """Returns when the records will survive a loss of power. Raises OSError; the journal is
+        then as it was before. It is made with the first file: FOLDER may be one that takes none."""
         records = list(records)
-        text = "".join(json.dumps({type(each).__name__: {
-            name: getattr(each, name) for name in each.__slots__}}) + "\n" for each in records)
-        self._write(text.encode())
+        if self.files or any(isinstance(each, Entry) for each in records):
+            text = "".join(json.dumps({type(each).__name__: {name: getattr(
+                each, name) for name in each.__slots__}}) + "\n" for each in self._early + records)
+            if self._descriptor is None:
+                self._open()
+            self._write(text.encode())
+            self._early = []
+        else:
+            self._early += records
         for record in records:
             self._take(record)
 

@@ -9,12 +9,12 @@ import pathlib
 import re
 from collections.abc import Iterator
 from concurrent.futures import ThreadPoolExecutor
-from dataclasses import dataclass
 
+from ahead import AheadHelper, Job
 from journal import Absent, Entry, Journal
 from names import Names, folder_of
-from photos_helper import (UNLISTED_TYPES, Asset, Export, Exported, HelperError, NoAccess, NoAnswer,
-                           PhotosHelper, Refused, check_and_sync)
+from photos_helper import (UNLISTED_TYPES, Asset, Exported, HelperError, NoAccess, NoAnswer,
+                           Refused, check_and_sync)
 from progress import Progress
 from report import Failure
 from saver import Saver
@@ -38,17 +38,8 @@ class Stop(Exception):
         self.status = status
 
 
-@dataclass(slots=True)
-class Job(Export):
-    asset: Asset
-    filename: str
-    stem: str
-    path: str
-    is_last: bool  # of the asset
-
-
 class LibraryBackup:
-    def __init__(self, folder: pathlib.Path, helper: PhotosHelper, journal: Journal) -> None:
+    def __init__(self, folder: pathlib.Path, helper: AheadHelper, journal: Journal) -> None:
         self.folder, self.helper, self.journal = folder, helper, journal
         self.assets: list[Asset] = []  # as listed last
         self.failures: dict[Key, str] = {}
@@ -64,15 +55,14 @@ class LibraryBackup:
         # A helper that a killed run has left behind writes to other names than this run's.
         self._token = os.urandom(8).hex()
         self._folders: set[str] = set()
-        self._asked: collections.deque[Job] = collections.deque()  # and not yet answered
 
     def list_all(self) -> None:
+        assets = []
         with Progress("listed", 0) as progress:
-            assets = []
             for asset in self.helper.assets():
                 assets.append(asset)
                 progress.done(0)
-            self.assets = assets
+        self.assets = assets
 
     def missing(self, asset: Asset) -> list[int]:
         """Types of the asset that are not in the backup, as far as they can be had."""
@@ -102,36 +92,35 @@ class LibraryBackup:
     def _save(self, todo: list[tuple[Asset, list[int]]]) -> None:
         count = sum(each not in UNLISTED_TYPES for _, types in todo for each in types)
         absent: list[int] = []
-        with Progress("saved", count, self._current) as progress:
+        waiting = self.helper.waiting
+        with Progress("saved", count, lambda: waiting[0].temporary) as progress:
 
             def saved(entry: Entry) -> None:
                 self.exported += 1
                 self.failures.pop((entry.asset_id, entry.type), None)
                 progress.done(entry.bytes, entry.type not in UNLISTED_TYPES)
 
-            def failed(entry: Entry | Job, reason: str) -> None:
+            def failed(entry: Entry, reason: str) -> None:
                 self.failures[entry.asset_id, entry.type] = reason
                 progress.done(0, entry.type not in UNLISTED_TYPES)
 
             saver = Saver(self.journal, saved, failed)
             try:
-                for job, outcome in self.helper.export_each(self._jobs(todo)):  # type: ignore
-                    assert isinstance(job, Job)
-                    self._asked.popleft()
+                for job, outcome in self.helper.export_all(self._jobs(todo)):
                     if saver.error:
-                        raise Stop(f"{self.folder}: {saver.error.strerror}")
+                        break
                     if isinstance(outcome, Exported):
                         self._silences = 0
                         saver.save(self._entry(job, outcome))
                     elif outcome.status == "unavailable" and job.type in UNLISTED_TYPES:
                         absent.append(job.type)
                     else:
-                        pathlib.Path(job.destination).unlink(missing_ok=True)
-                        failed(job, outcome.text)
+                        pathlib.Path(job.temporary).unlink(missing_ok=True)
+                        failed(self._entry(job), outcome.text)
                         self._judge(job, outcome)
                     if absent and job.is_last:
-                        saver.note(Absent(job.asset_id, job.asset.modified, job.asset.created,
-                                          absent))
+                        saver.note(Absent(job.asset.asset_id, job.asset.modified,
+                                          job.asset.created, absent))
                         absent = []
             finally:
                 saver.close()
@@ -140,8 +129,6 @@ class LibraryBackup:
 
     def _jobs(self, todo: list[tuple[Asset, list[int]]]) -> Iterator[Job]:
         number = 0
-        self._names.look_again()
-        self._asked.clear()
         for asset, types in todo:
             stem, paths = self._names.choose(
                 asset, types, self.journal.stems.get((asset.asset_id, asset.modified)))
@@ -154,21 +141,14 @@ class LibraryBackup:
                 self._tries[asset.asset_id, type_] += 1
                 number += 1
                 temporary = f"{folder}/.photos-backup-{self._token}-{number}.partial"
-                self._asked.append(Job(asset.asset_id, type_, temporary, asset, filename_of(
-                    asset, type_), stem, path, type_ == types[-1]))
-                yield self._asked[-1]
+                yield Job(asset, type_, filename_of(asset, type_), stem, path, temporary,
+                          type_ == types[-1])
 
-    def _current(self) -> tuple[str, str]:
-        try:
-            return self._asked[0].filename or self._asked[0].path, self._asked[0].destination
-        except IndexError:
-            return "", ""
-
-    def _entry(self, job: Job, exported: Exported) -> Entry:
+    def _entry(self, job: Job, exported: Exported = Exported(0, "")) -> Entry:
         asset = job.asset
         return Entry(asset.asset_id, job.type, asset.modified, asset.created, asset.media_type,
                      job.filename, job.stem, job.path,
-                     job.destination[len(str(self.folder)) + 1:], exported.bytes, exported.sha256)
+                     job.temporary[len(str(self.folder)) + 1:], exported.bytes, exported.sha256)
 
     def _judge(self, job: Job, outcome: HelperError) -> None:
         """Whether to go on after a failure."""
@@ -181,7 +161,7 @@ class LibraryBackup:
         if outcome.status == "export_failed":
             self._probe()
         if outcome.status == "unavailable":
-            self._tries[job.asset_id, job.type] = TRIES
+            self._tries[job.asset.asset_id, job.type] = TRIES
 
     def _probe(self) -> None:
         """Raises Stop where nothing can be written."""

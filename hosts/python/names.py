@@ -45,11 +45,6 @@ class Names:
     def __init__(self, root: str) -> None:
         self._root = root
         self._claimed: set[str] = set()
-        # By folder, what was in it when this was asked first.
-        self._present: dict[str, set[str]] = {}
-
-    def look_again(self) -> None:
-        self._present.clear()
 
     def claim(self, stem: str) -> None:
         self._claimed.add(_folded(stem))
@@ -60,24 +55,16 @@ class Names:
         folder = folder_of(asset.created)
         if own and not own.startswith(folder + "/"):
             own = None
-        if folder not in self._present:
-            self._present[folder] = self._look_into(folder)
         base = f"{folder}/{_stem(asset.resources[0].filename)}"
         for number in itertools.count():
             stem = own if number == 0 else base if number == 1 else f"{base} ({number})"
             if stem is None or (stem != own and _folded(stem) in self._claimed):
                 continue
             paths = _paths(asset, stem, types)
-            if self._present[folder].isdisjoint(map(_folded, paths)):
+            if not any(os.path.lexists(f"{self._root}/{each}") for each in paths):
                 self.claim(stem)
                 return stem, paths
         raise AssertionError
-
-    def _look_into(self, folder: str) -> set[str]:
-        try:
-            return {_folded(f"{folder}/{each}") for each in os.listdir(f"{self._root}/{folder}")}
-        except FileNotFoundError:
-            return set()
 
 
 def _paths(asset: Asset, stem: str, types: list[int]) -> list[str]:
@@ -87,7 +74,7 @@ def _paths(asset: Asset, stem: str, types: list[int]) -> list[str]:
     for type_ in [*listed, *UNLISTED_TYPES]:
         suffix = SUFFIXES.get(type_, "")
         end = suffix + (EXTENSIONS.get(type_) or listed.get(type_, first))
-        if any(end.lower() == each.lower() for each in ends.values()):
+        if any(_folded(end) == _folded(each) for each in ends.values()):
             end = f"{suffix}-{type_}{end[len(suffix):]}"
         ends[type_] = end
     return [stem + ends[type_] for type_ in types]
@@ -125,5 +112,8 @@ def _hidden(character: str) -> bool:
 
 
 def _folded(path: str) -> str:
-    """Equal for paths that are one on a file system that ignores case."""
-    return path.lower() if path.isascii() else unicodedata.normalize("NFC", path.casefold())
+    """Equal for paths that may be one somewhere. Each file system that ignores case does so in a
+    way of its own; this takes more for equal than any of them."""
+    if path.isascii():
+        return path.lower()
+    return unicodedata.normalize("NFKD", unicodedata.normalize("NFKD", path).upper().casefold())

@@ -11,12 +11,11 @@ An answer that is not ok, and no answer, are a HelperError. Not for several thre
 
 from __future__ import annotations
 
-import collections
 import contextlib
 import fcntl
 import hashlib
-import itertools
 import json
+import math
 import os
 import pathlib
 import select
@@ -24,7 +23,7 @@ import signal
 import subprocess
 import tempfile
 import time
-from collections.abc import Callable, Iterable, Iterator
+from collections.abc import Callable, Iterator
 from dataclasses import dataclass
 from typing import Any
 
@@ -84,127 +83,75 @@ class Exported:
     bytes: int
     sha256: str
 
-
-@dataclass(slots=True)
-class Export:
-    asset_id: str
-    type: int
-    destination: str  # an absolute path in UTF-8; a file that is there is overwritten
+    @staticmethod
+    def read(answer: dict[str, Any]) -> Exported:
+        return Exported(int(answer["bytes"]), str(answer["sha256"]))
 
 
-class PhotosHelper:
+class PhotosHelper(contextlib.AbstractContextManager):
     """Starts the helper at the first request, and again when it has ended or had to be ended.
 
     An export may take as long as it likes while its destination grows; after `stall_seconds`
-    without a sign of life the helper is killed. Other requests show no such sign, and have a clock:
-    `answer_seconds`, and `person_seconds` for those at which the system may ask the user.
+    without a sign of life the helper is killed. Other requests show no such sign and have
+    `answer_seconds`; those at which the system may ask the user have no limit.
     """
 
-    def __init__(self, command: list[str], stall_seconds: float = 300, answer_seconds: float = 3600,
-                 person_seconds: float = 86400) -> None:
+    def __init__(self, command: list[str], stall_seconds: float = 300,
+                 answer_seconds: float = 3600) -> None:
         self.command = command
         self.stall_seconds, self.answer_seconds = stall_seconds, answer_seconds
-        self.person_seconds = person_seconds
         self._process: subprocess.Popen[bytes] | None = None
         self._unsent = self._received = b""
         self._unanswered = 0
-
-    def __enter__(self) -> PhotosHelper:
-        return self
 
     def __exit__(self, *_: object) -> None:
         self.close()
 
     def authorize(self) -> None:
         """Asks for access. The answer is the same when it is to a selection of the photos only."""
-        self._ask("authorize", "authorized", self.person_seconds)
-
-    def discover(self, offset: int = 0, **more: Any) -> tuple[list[Asset], int | None]:
-        """A page of the listing, and the offset of the next if there is one. `more`: limit, cutoff,
-        includePhotos, includeVideos."""
-        answer = self._ask("discover", "discovered", self.answer_seconds, offset=offset,
-                           **{"limit": 500, **more})
-        groups: dict[str, list[dict[str, Any]]] = {}
-        try:
-            for summary in answer["assets"]:
-                groups.setdefault(summary["assetID"], []).append(summary)
-            assets = [_asset(group) for group in groups.values()]
-            following = answer.get("nextOffset")
-            if following is not None and following <= offset:
-                raise ValueError("a listing that does not go on")
-        except (KeyError, TypeError, ValueError, AttributeError, OverflowError) as error:
-            raise self._nonsense() from error
-        return assets, following
+        self._ask("authorize", "authorized", math.inf)
 
     def assets(self, **more: Any) -> Iterator[Asset]:
-        """Lists page after page. Positions shift when assets come or go meanwhile: none is given
-        twice, but some may be passed over. Act when all is listed, and then list again until
-        nothing new comes."""
+        """Lists page after page. `more`: cutoff, includePhotos, includeVideos, limit. Positions
+        shift when assets come or go meanwhile: none is given twice, but some may be passed over.
+        Act when all is listed, and then list again until nothing new comes."""
         given: set[str] = set()
         offset: int | None = 0
         while offset is not None:
-            page, offset = self.discover(offset, **more)
+            page, offset = self._ask(
+                "discover", "discovered", self.answer_seconds,
+                lambda answer: _page(answer, offset), **{"limit": 500, **more, "offset": offset})
             yield from (each for each in page if each.asset_id not in given)
             given.update(each.asset_id for each in page)
 
     def estimate(self, asset_id: str, resource_type: int) -> int:
         """The resource's bytes. Reads all of it, and downloads it first if need be."""
-        answer = self._ask("estimate", "estimated", self.answer_seconds, assetID=asset_id,
-                           photoKitResourceType=resource_type)
-        return self._size_in(answer)
+        return self._ask("estimate", "estimated", self.answer_seconds,
+                         lambda answer: int(answer["bytes"]),
+                         assetID=asset_id, photoKitResourceType=resource_type)
 
     def export(self, asset_id: str, resource_type: int, path: pathlib.Path) -> Exported:
         """Writes the first resource of that type to `path`, which is there whole or not at all, and
-        survives a loss of power. A file that was there is replaced. Raises OSError, too."""
+        survives a loss of power. A file that was there is replaced. Raises OSError, too, and
+        UnicodeError for a path that is not UTF-8: the helper would write to another one."""
         path = path.absolute()
         partial = path.with_name(f".{os.urandom(8).hex()}.partial")
+        str(partial).encode()
         try:
-            (_, outcome), = self.export_each([Export(asset_id, resource_type, str(partial))])
-            if isinstance(outcome, HelperError):
-                raise outcome
-            check_and_sync(partial, outcome, full_sync)
+            exported = self._ask(
+                "export", "exported", self.stall_seconds, Exported.read, str(partial),
+                assetID=asset_id, photoKitResourceType=resource_type, destination=str(partial))
+            check_and_sync(partial, exported, full_sync)
             os.replace(partial, path)
             sync_folder(path.parent, full_sync)
-            return outcome
+            return exported
         finally:
             partial.unlink(missing_ok=True)
-
-    def export_each(self, exports: Iterable[Export], ahead: int = 8
-                    ) -> Iterator[tuple[Export, Exported | HelperError]]:
-        """Writes each resource to its destination itself, in order, and gives the outcome. Up to
-        `ahead` of the exports are on their way. What is at the destination is neither checked nor
-        synced, and after a failure is yours to remove."""
-        left = iter(exports)
-        waiting: collections.deque[Export] = collections.deque()
-        again = False
-        while True:
-            if len(waiting) <= ahead // 2:
-                more = list(itertools.islice(left, ahead - len(waiting)))
-                waiting.extend(more)
-                self._send(*map(_export_request, more))
-            if not waiting:
-                return
-            outcome: Exported | HelperError
-            try:
-                answer = self._receive("exported", self.stall_seconds, waiting[0].destination)
-                outcome = Exported(self._size_in(answer), str(answer.get("sha256")))
-            except NoAccess:
-                raise
-            except Refused as refused:
-                outcome = refused
-            except NoAnswer as silence:
-                # The later requests are lost, too. A helper that has gone is tried once more.
-                again, outcome = silence.status == "gone" and not again, silence
-                self._send(*map(_export_request, list(waiting)[0 if again else 1:]))
-                if again:
-                    continue
-            again = False
-            yield waiting.popleft(), outcome
 
     def reclaim(self, asset_ids: list[str]) -> None:
         """Moves all of the assets to Recently Deleted, or none, and is never repeated here. After
         NoAnswer, and after Refused with "missing", list again to see what is left."""
-        self._ask("reclaim", "moved_to_recently_deleted", self.person_seconds, assetIDs=asset_ids)
+        self._ask("reclaim", "moved_to_recently_deleted", math.inf, assetIDs=asset_ids)
 
     def open(self, asset_id: str) -> None:
         """Shows the asset in the Photos application."""
@@ -212,8 +159,8 @@ class PhotosHelper:
 
     def close(self) -> None:
         """Lets the helper end by itself if it has nothing to do."""
-        if self._process is not None and not self._unanswered:
-            self._process.stdin.close()  # type: ignore[union-attr]
+        if self._process and not self._unanswered:
+            self._process.stdin.close()
             with contextlib.suppress(subprocess.TimeoutExpired):
                 self._process.wait(5)
         self.kill()
@@ -224,86 +171,85 @@ class PhotosHelper:
         process, self._process = self._process, None
         self._unsent = self._received = b""
         self._unanswered = 0
-        if process is not None:
+        if process:
             with contextlib.suppress(ProcessLookupError, PermissionError):
                 os.killpg(process.pid, signal.SIGKILL)
             process.wait()
             for stream in (process.stdin, process.stdout, self._complaints):
-                stream.close()  # type: ignore[union-attr]
+                stream.close()
 
-    def _ask(self, command: str, expected: str, seconds: float, **fields: Any) -> dict[str, Any]:
+    def _ask(self, command: str, expected: str, seconds: float,
+             read: Callable[[dict[str, Any]], Any] = dict, growing: str = "", **fields: Any) -> Any:
         if self._unanswered:
-            # Exports that were given up. Nothing may queue behind them, least of all a reclaim.
+            # Whoever asked has given up. Nothing may queue behind that, least of all a reclaim.
             self.kill()
-        request = {"command": command, **fields}
-        try:
-            self._send(request)
-            return self._receive(expected, seconds)
-        except NoAnswer as silence:
-            if command == "reclaim" or silence.status != "gone":
-                raise
-        self._send(request)
-        return self._receive(expected, seconds)
+        for may_repeat in (command != "reclaim", False):
+            self._send({"command": command, **fields})
+            try:
+                return self._receive(expected, seconds, read, growing)
+            except NoAnswer as silence:
+                if silence.status != "gone" or not may_repeat:
+                    raise
 
     def _send(self, *requests: dict[str, Any]) -> None:
-        if requests:
-            self._process = self._process or self._start()
-            self._unsent += "".join(json.dumps(each) + "\n" for each in requests).encode()
-            self._unanswered += len(requests)
-            self._write(self._process)
+        """Starts the helper if need be. The requests go out while answers are received."""
+        if requests and not self._process:
+            # Into a file, lest what it says spoil a terminal; it tells why the helper has ended.
+            self._complaints = tempfile.TemporaryFile()
+            try:
+                # In a session of its own: Ctrl-C in the terminal is not for it.
+                self._process = subprocess.Popen(
+                    self.command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                    stderr=self._complaints, bufsize=0, start_new_session=True)
+            except (OSError, ValueError) as error:
+                self._complaints.close()
+                raise NoHelper("not_started", f"{self.command[0]}: {error}") from error
+            os.set_blocking(self._process.stdin.fileno(), False)
+        self._unsent += "".join(json.dumps(each) + "\n" for each in requests).encode()
+        self._unanswered += len(requests)
 
-    def _start(self) -> subprocess.Popen[bytes]:
-        # Into a file, lest what it says spoil a terminal; it tells why the helper has ended.
-        self._complaints = tempfile.TemporaryFile()
-        try:
-            # In a session of its own: Ctrl-C in the terminal is not for it.
-            process = subprocess.Popen(self.command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                       stderr=self._complaints, bufsize=0, start_new_session=True)
-        except (OSError, ValueError) as error:
-            self._complaints.close()
-            raise NoHelper("not_started", f"{self.command[0]}: {error}") from error
-        os.set_blocking(process.stdin.fileno(), False)  # type: ignore[union-attr]
-        return process
+    def _receive(self, expected: str, seconds: float, read: Callable[[dict[str, Any]], Any],
+                 growing: str) -> Any:
+        """What `read` makes of the next answer, if it is ok. Kills the helper when it shows no sign
+        of life for `seconds`, has closed its output or says what no helper says."""
+        line = self._line(seconds, growing)
+        with contextlib.suppress(ArithmeticError, AttributeError, LookupError, RecursionError,
+                                 TypeError, ValueError):
+            answer = json.loads(line)
+            ok, status, text = answer["ok"], answer["status"], answer.get("error", "")
+            if ok is True and status == expected:
+                return read(answer)
+            if ok is False and isinstance(status, str) and isinstance(text, str):
+                refusal = NoAccess if status.startswith("authorization_") else Refused
+                raise refusal(status, text)
+        self.kill()
+        raise NoHelper("nonsense",
+                       f"{self.command[0]} gave an answer that is none of photos-helper's")
 
-    def _write(self, process: subprocess.Popen[bytes]) -> None:
-        # A broken pipe shows again at the end of the output, behind the last answer.
-        with contextlib.suppress(BlockingIOError, BrokenPipeError):
-            written = os.write(process.stdin.fileno(), self._unsent)  # type: ignore[union-attr]
-            self._unsent = self._unsent[written:]
-
-    def _receive(self, expected: str, seconds: float, growing: str | None = None) -> dict[str, Any]:
-        """The next answer, if it is ok. Kills the helper when nothing has come of it for `seconds`,
-        when it has closed its output, and when it says what no helper says."""
+    def _line(self, seconds: float, growing: str) -> bytes:
         process, size, since = self._process, -1, time.monotonic()
-        assert process is not None and process.stdin is not None and process.stdout is not None
-        while b"\n" not in self._received:
+        while True:
             if self._unsent:
-                self._write(process)
+                # A broken pipe shows again at the end of the output, behind the last answer.
+                with contextlib.suppress(BlockingIOError, BrokenPipeError):
+                    written = os.write(process.stdin.fileno(), self._unsent)
+                    self._unsent = self._unsent[written:]
+            if b"\n" in self._received or len(self._received) > LONGEST_ANSWER:
+                break
             inputs = [process.stdin] if self._unsent else []
-            ready, _, _ = select.select([process.stdout], inputs, [], min(1, seconds / 4))
-            if ready:
+            if select.select([process.stdout], inputs, [], min(1, seconds / 4))[0]:
                 some = os.read(process.stdout.fileno(), 1 << 16)
-                self._received += some
                 if not some:
                     raise self._gone(process)
-                if len(self._received) > LONGEST_ANSWER:
-                    raise self._nonsense()
-            elif growing is not None and (grown := _size(growing)) != size:
-                size, since = grown, time.monotonic()
+                self._received += some
+            elif growing and (now := _size(growing)) != size:
+                size, since = now, time.monotonic()
             elif time.monotonic() - since > seconds:
                 self.kill()
                 raise NoAnswer("stalled", f"no sign of life for {seconds:g} seconds")
         line, _, self._received = self._received.partition(b"\n")
         self._unanswered -= 1
-        with contextlib.suppress(ValueError, RecursionError, KeyError, TypeError, AttributeError):
-            answer = json.loads(line)
-            ok, status, text = answer["ok"], answer["status"], answer.get("error", "")
-            if ok is True and status == expected:
-                return answer
-            if ok is False and isinstance(status, str) and isinstance(text, str):
-                refusal = NoAccess if status.startswith("authorization_") else Refused
-                raise refusal(status, text)
-        raise self._nonsense()
+        return line
 
     def _gone(self, process: subprocess.Popen[bytes]) -> NoAnswer:
         with contextlib.suppress(subprocess.TimeoutExpired):
@@ -315,24 +261,13 @@ class PhotosHelper:
                else f"ended with status {process.returncode}")
         return NoAnswer("gone", f"the helper {how} without an answer" + (said and f": {said}"))
 
-    def _nonsense(self) -> NoHelper:
-        self.kill()
-        return NoHelper("nonsense", f"{self.command[0]} gave an answer that is none of "
-                        "photos-helper's")
-
-    def _size_in(self, answer: dict[str, Any]) -> int:
-        if type(answer.get("bytes")) is not int:
-            raise self._nonsense()
-        return answer["bytes"]
-
 
 def full_sync(descriptor: int) -> None:
     """On macOS fsync leaves the bytes in the drive's cache; this empties the cache, too."""
-    if hasattr(fcntl, "F_FULLFSYNC"):
-        with contextlib.suppress(OSError):  # A network volume can't.
-            fcntl.fcntl(descriptor, fcntl.F_FULLFSYNC)
-            return
-    os.fsync(descriptor)
+    try:
+        fcntl.fcntl(descriptor, fcntl.F_FULLFSYNC)
+    except (AttributeError, OSError):  # another system; a network volume
+        os.fsync(descriptor)
 
 
 def check_and_sync(path: str | pathlib.Path, exported: Exported,
@@ -354,11 +289,14 @@ def sync_folder(folder: str | pathlib.Path, sync: Callable[[int], None] = os.fsy
     os.close(descriptor)
 
 
-def _export_request(export: Export) -> dict[str, Any]:
-    # Other bytes than UTF-8 would be replaced, and the file would land at another name.
-    export.destination.encode()
-    return {"command": "export", "assetID": export.asset_id, "photoKitResourceType": export.type,
-            "destination": export.destination}
+def _page(answer: dict[str, Any], offset: int) -> tuple[list[Asset], int | None]:
+    following = answer.get("nextOffset")
+    if following is not None and following <= offset:
+        raise ValueError("a listing that does not go on")
+    assets: dict[str, list[dict[str, Any]]] = {}
+    for summary in answer["assets"]:
+        assets.setdefault(summary["assetID"], []).append(summary)
+    return [_asset(summaries) for summaries in assets.values()], following
 
 
 def _asset(summaries: list[dict[str, Any]]) -> Asset:

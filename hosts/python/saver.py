@@ -63,7 +63,7 @@ class Saver:
                     self._is_whole(older)):
                 # Something else of the asset has changed: one copy is enough.
                 os.unlink(temporary)
-                entry.path, entry.stem = older.path, older.stem
+                entry.path, entry.stem, entry.temporary = older.path, older.stem, ""
         except Exception as error:
             self._fail(entry, error)
         else:
@@ -92,8 +92,9 @@ class Saver:
         root = self._journal.folder
         told: list[Entry | Absent] = []
         for each in group:
-            if isinstance(each, Entry) and os.path.lexists(f"{root}/{each.path}") and (
-                    os.path.lexists(f"{root}/{each.temporary}")):
+            # The journal is not to tell of another's file. The next try has another name.
+            if isinstance(each, Entry) and each.temporary and (
+                    os.path.lexists(f"{root}/{each.path}")):
                 self._fail(each, FileExistsError(f"{each.path} is there already"))
             else:
                 told.append(each)
@@ -109,10 +110,10 @@ class Saver:
         failures: dict[str, OSError] = {}  # by file or folder
         for entry in files:
             try:
-                os.rename(f"{root}/{entry.temporary}", f"{root}/{entry.path}")
+                if entry.temporary:
+                    self._journal.name(entry)
             except OSError as error:
-                if not os.path.lexists(f"{root}/{entry.path}"):  # no older file stands for it
-                    failures[entry.path] = error
+                failures[entry.path] = error
         for folder in {entry.path.rpartition("/")[0] for entry in files}:
             try:
                 self._sync(root / folder)
@@ -137,6 +138,6 @@ class Saver:
 
     def _fail(self, entry: Entry, error: Exception) -> None:
         with contextlib.suppress(OSError):
-            (self._journal.folder / entry.temporary).unlink(missing_ok=True)
+            os.unlink(f"{self._journal.folder}/{entry.temporary}")
         self._failed(entry, getattr(error, "strerror", None) or str(error))
         self._room.release()
