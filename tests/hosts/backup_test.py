@@ -86,6 +86,13 @@ class Case(unittest.TestCase):
         return [sys.executable, "-B", HOSTS / "backup.py", self.out, *words, "--helper",
                 *(helper or ["bash", "-c", served])]
 
+    def run_again(self, status, *words):
+        """A backup that may export again what it holds."""
+        self.asked.write_bytes(b"")
+        done = subprocess.run(self.command(*words), capture_output=True, text=True)
+        self.assertEqual(done.returncode, status, done)
+        return done.stdout + done.stderr
+
     def backup(self, status, *words, answer="", **more):
         """Runs the backup, checks what has come of it, and gives what it said."""
         self.asked.write_bytes(b"")
@@ -134,7 +141,7 @@ class Backups(Case):
         self.create(LIVE, *ODD)
         self.assertIn("Would save", self.backup(0, "--dry-run"))
         self.assertFalse(self.out.exists())
-        said = self.backup(0)
+        self.backup(0)
         self.assert_saved(LIVE, *ODD)
         self.assertLessEqual({"IMG_1.HEIC", "IMG_1.MOV", "IMG_1.AAE", "IMG_1-edited.jpg"},
                              {each.name for each in (self.out / "2024/01/06").iterdir()})
@@ -159,10 +166,9 @@ class Backups(Case):
         self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 4'")
         (self.out / "2024/01/06/IMG_1.MOV").unlink()
         held = self.saved()
-        self.asked.write_bytes(b"")
-        said = subprocess.run(self.command(), capture_output=True, text=True)
-        self.assertEqual((said.returncode, set(self.exports())), (0, {
-            *(("odd 4", each) for each in (1, *UNLISTED_TYPES)), ("live", 9)}))
+        self.run_again(0)
+        self.assertEqual(set(self.exports()), {
+            *(("odd 4", each) for each in (1, *UNLISTED_TYPES)), ("live", 9)})
         self.assertEqual(self.saved() - held, collections.Counter([digest(b"9 IMG_1.MOV")]))
         self.assert_saved(LIVE, *ODD)
 
@@ -177,17 +183,12 @@ class Backups(Case):
         self.assert_saved(LIVE, TWICE, failing, *ODD[:3], but=["7 F.plist", "the second"])
         damaged = self.out / "2024/01/06/IMG_1.MOV"
         damaged.write_bytes(b"9 IMG_2.MOV")
-        said = self.backup_of_damaged(1, "--reclaim", "--yes")
+        said = self.run_again(1, "--reclaim", "--yes")
         self.assertIn("IMG_1.MOV", said)
         self.assertEqual(self.reclaimed(), {"odd 0", "odd 1", "odd 2"})
         self.backup(1, "--reclaim", answer="y\n")
         self.assertEqual(self.reclaimed(), {"odd 0", "odd 1", "odd 2", "live"})
         self.assertEqual(self.saved()[digest(b"9 IMG_1.MOV")], 1)
-
-    def backup_of_damaged(self, status, *words):
-        done = subprocess.run(self.command(*words), capture_output=True, text=True)
-        self.assertEqual(done.returncode, status, done)
-        return done.stdout
 
     def start(self, *words):
         return subprocess.Popen(self.command(*words), stdin=-1, stdout=-1, stderr=-1, text=True,
@@ -236,7 +237,7 @@ class Backups(Case):
         other = asset("A", resource(1, "A.jpg", text="o"), resource(7, "A.plist"),
                       created=DAY + 1, modificationDate=None)
         self.create(other)
-        subprocess.run(self.command("--reclaim", "--yes"), check=True, capture_output=True)
+        self.run_again(0, "--reclaim", "--yes")
         self.assert_saved(asset("A", resource(1, "A.jpg")), other)
         self.assertEqual(self.reclaimed(), {"A"})
 
@@ -349,7 +350,7 @@ class BadInput(Case):
     def test_folders_and_journals(self):
         self.create(LIVE)
         self.out.write_text("a file")
-        self.assertIn("FOLDER is to be a folder", self.backup_of_file())
+        self.assertIn("FOLDER is to be a folder", self.run_again(2))
         self.out.unlink()
         self.backup(0)
         journal = self.out / "photos-backup.jsonl"
@@ -358,8 +359,7 @@ class BadInput(Case):
                               (b"notes", "not a journal of this program"),
                               (good.replace(b'"version": 1', b'"version": 2'), "version 2")):
             journal.write_bytes(content)
-            self.assertIn(said, subprocess.run(self.command(), capture_output=True, text=True,
-                                               check=False).stderr)
+            self.assertIn(said, self.run_again(2))
             self.assertEqual(journal.read_bytes(), content)
         # Edited by hand: what leads elsewhere or is of another type tells of nothing.
         lines = good.splitlines()
@@ -370,14 +370,13 @@ class BadInput(Case):
         lines += [b'{"Absent": {"asset_id": "live", "modified": 1, "created": 0, "types": 1}}',
                   b"[]", b"\xff"]
         journal.write_bytes(b"\n".join(lines) + b"\n")
-        self.asked.write_bytes(b"")
-        done = subprocess.run(self.command("--report", self.folder / "r.html"), capture_output=True)
-        self.assertEqual((done.returncode, self.exports()), (0, []), done)
-        self.assertIn(b"11 lines of the journal", done.stderr)
+        self.assertIn("11 lines of the journal", self.run_again(
+            0, "--report", self.folder / "r.html"))
+        self.assertEqual(self.exports(), [])
         cut = good[:good.rindex(b'"sha256"')]
         journal.write_bytes(cut)
-        self.assertEqual(subprocess.run(self.command(), capture_output=True).returncode, 0)
-        self.assertEqual({each for each in self.saved()},
+        self.run_again(0)
+        self.assertEqual(set(self.saved()),
                          {digest(each["text"].encode()) for each in LIVE["resources"]})
         self.backup(0)
         self.assertEqual(self.exports(), [])
@@ -390,11 +389,6 @@ class BadInput(Case):
                                    "--helper", SIM, "serve", self.library],
                                   cwd=self.folder, capture_output=True)
             self.assertEqual((done.returncode, b"Traceback" in done.stderr), (2, False), done)
-
-    def backup_of_file(self):
-        done = subprocess.run(self.command(), capture_output=True, text=True)
-        self.assertEqual(done.returncode, 2)
-        return done.stderr
 
     def test_inside_the_library_and_helpers_that_are_none(self):
         self.create(LIVE)
