@@ -92,8 +92,7 @@ class LibraryBackup:
     def _save(self, todo: list[tuple[Asset, list[int]]]) -> None:
         count = sum(each not in UNLISTED_TYPES for _, types in todo for each in types)
         absent: list[int] = []
-        waiting = self.helper.waiting
-        with Progress("saved", count, lambda: waiting[0].temporary) as progress:
+        with Progress("saved", count, self._current) as progress:
 
             def saved(entry: Entry) -> None:
                 self.exported += 1
@@ -143,6 +142,13 @@ class LibraryBackup:
                 temporary = f"{folder}/.photos-backup-{self._token}-{number}.partial"
                 yield Job(asset, type_, filename_of(asset, type_), stem, path, temporary,
                           type_ == types[-1])
+
+    def _current(self) -> tuple[str, str]:
+        try:
+            job = self.helper.waiting[0]
+            return job.filename or job.path, job.temporary
+        except IndexError:
+            return "", ""
 
     def _entry(self, job: Job, exported: Exported = Exported(0, "")) -> Entry:
         asset = job.asset
