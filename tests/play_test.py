@@ -149,7 +149,7 @@ class Play(unittest.TestCase):
                 self.assertEqual(status, 1)
                 self.assertTrue(said.startswith(f"photos-sim: {self.transcript}{told}"), said)
                 if name not in ("ends early", "never answers"):
-                    self.assertIn("photos-sim: 1 difference", said)
+                    self.assertIn("photos-sim: 1 difference; see above\n", said)
         self.assertEqual(self.play(*self.liar("none"))[0], 0)
 
     def test_the_session_is_shown_to_a_person(self):

@@ -160,8 +160,8 @@ class Records(unittest.TestCase):
         self.sim("serve", "Library", "--record", "record")
         self.assertEqual(self.sim("review", "Library", "record"),
                          (1, b"", "photos-sim: record:6: " + of_type(1) +
-                          ", which was not exported\nphotos-sim: record: 1 findings in 3 requests, "
-                          "1 resources exported, 1 assets reclaimed; cut lines passed over: 1\n"))
+                          ", which was not exported\nphotos-sim: record: 1 finding in 3 requests, "
+                          "1 resource exported, 1 asset reclaimed; cut lines passed over: 1\n"))
 
     @staticmethod
     def has_bytes(pipe):
@@ -181,11 +181,15 @@ class Records(unittest.TestCase):
         self.assertTrue(said.startswith("photos-sim: record: "), said)
         self.assertEqual(self.sim("review", "Library", "record")[0], 0)
 
+        (self.folder / "Library" / "empty").touch()
+        files = sorted(self.folder.glob("Library/**/*"))
         before = (self.folder / "Library" / "library.sqlite").read_bytes()
-        for name in ("Library", "no/record", "Library/library.sqlite", "library.json"):
+        for name, expected in {"Library": 1, "no/record": 1, "library.json": 1, "Library/empty": 2,
+                               "Library/new": 2, "Library/library.sqlite": 2}.items():
             status, answers, said = self.sim("serve", "Library", "--record", name, requests=lines)
-            self.assertEqual((status, answers, said.count("\n")), (1, b"", 1))
-            self.assertTrue(said.startswith(f"photos-sim: {name}: "), said)
+            self.assertEqual((status, answers, said.count("\n")), (expected, b"", 1), said)
+            self.assertIn(f": {name}", said)
+        self.assertEqual(sorted(self.folder.glob("Library/**/*")), files)
         self.assertEqual((self.folder / "Library" / "library.sqlite").read_bytes(), before)
 
     def test_an_answer_that_nobody_reads_is_not_recorded(self):
