@@ -184,27 +184,22 @@ class FullDisk(Limited):
 class Hosts(Case):
     """What a host may have left of the process in which it starts the helper."""
 
-    def test_streams_that_do_not_block(self):
+    def setUp(self):
+        super().setUp()
         self.create()
-        asked = line("authorize") * 20_000
-        (their_input, our_input), (our_output, their_output) = os.pipe(), os.pipe()
-        for end in (their_input, their_output):
-            os.set_blocking(end, False)
-        with Server(self.library, stdin=their_input, stdout=their_output) as server:
-            os.close(their_input)
-            os.close(their_output)
-            ask = os.fdopen(our_input, "wb")
-            asking = threading.Thread(target=lambda: (ask.write(asked), ask.close()))
+
+    def test_streams_that_do_not_block(self):
+        answers = b'{"ok":true,"status":"authorized"}\n' * 20_000
+        with Server(self.library, preexec_fn=lambda: [
+                os.set_blocking(stream, False) for stream in (0, 1)]) as server:
+            asking = threading.Thread(target=server.send, args=[line("authorize") * 20_000])
             asking.start()
             time.sleep(0.3)  # the pipes fill
-            with os.fdopen(our_output, "rb") as answers:
-                self.assertEqual(answers.read().count(b'{"ok":true,"status":"authorized"}\n'),
-                                 20_000)
+            self.assertTrue(server.stdout.read(len(answers)) == answers)
             asking.join()
         self.assertEqual(server.returncode, 0)
 
     def test_a_missing_descriptor_and_a_deleted_folder(self):
-        self.create()
         deleted = self.folder / "deleted"
 
         def leave():
