@@ -12,36 +12,34 @@ from programs import Case, Server, line, photo
 ASSETS = [{"localIdentifier": name, "creationDate": 0, "resources": [
     {"type": type_, "originalFilename": "a", "size": 3_000_000} for type_ in types]}
     for name, types in {"A": [1, 7], "B": [2, 2], "C": []}.items()]
-ANSWERS = {"+": {"ok": True}, "-": {"ok": False}, "?": None,
-           "!": {"ok": False, "status": "authorization_2"}}
+ANSWERS = {"+": {"ok": True}, "-": {"ok": False},
+           "!": {"ok": False, "status": "authorization_2"}}  # "?" is none
 # What a host did: each export by asset and type, "r" for a reclaim and "d" for a discover with what
 # came of it, or another request; "|" is another start of the server, "~" a line that was cut. Then
 # what is told of it; the first request is on line 2.
 SESSIONS = {
     "d+ A1+ A7+ rAC+": [],
     "A1- A1+ A7+ | rA+": [],
-    "A1+ rA+": ["4: reclaims A, which has a resource of type 7, which was not exported"],
-    "A1+ A7- rCA-": ["6: reclaims A, which has a resource of type 7, whose export failed"],
-    "A1+ A7? rA+": ["5: reclaims A, which has a resource of type 7, which was not exported"],
-    "B2+ rB+": ["4: reclaims B, which has a resource of type 2 twice, and only the first can be "
-                "exported"],
+    "A1+ rA+": ["4: reclaims A, HAS 7, which was not exported"],
+    "A1+ A7- rCA-": ["6: reclaims A, HAS 7, whose export failed"],
+    "A1+ A7? rA+": ["5: reclaims A, HAS 7, which was not exported"],
+    "B2+ rB+": ["4: reclaims B, HAS 2 twice, and only the first can be exported"],
     "rCZ-": ["2: reclaims Z, which is not in the library"],
     "A1+ B1+ A1+": ["6: exports the resource of type 1 of A again"],
     "x- rC? | {}- A1+": ["4: UNANSWERED"],
     "rC? d?": ["2: UNANSWERED"],
     "rC? d!": ["2: UNANSWERED"],
     "rC? d+": [],
-    "rAC? | C1-": [f"2: reclaims A, which has a resource of type {type_}, which was not exported"
-                   for type_ in (1, 7)],
+    "rAC? | C1-": [f"2: reclaims A, HAS {type_}, which was not exported" for type_ in (1, 7)],
     # The last export counts: it may have written over the copy.
     "A1+ A7+ A1- A7? rA+": [
         "6: exports the resource of type 1 of A again",
         "8: exports the resource of type 7 of A again",
-        "9: reclaims A, which has a resource of type 1, whose export failed",
-        "9: reclaims A, which has a resource of type 7, whose export failed"],
+        *(f"9: reclaims A, HAS {type_}, whose export failed" for type_ in (1, 7))],
     '{"command":"reclaim"}+': [],
     "rC? ~ rC- | ~": []}
-UNANSWERED = "reclaims without an answer, and never looks up what came of it"
+SHORT = {"HAS": "which has a resource of type",
+         "UNANSWERED": "reclaims without an answer, and never looks up what came of it"}
 NO_RECORDS = {"": 1, "text\n": 1, "5\n": 1, '{"at":1}\n': 1,
               '{"at":1,"ser\n{"at":1,"server":1,"ans\n': 1,
               '{"at":1,"server":1,"serves":"x"}\n{"at":1,"server":1,"answer":[]}\n': 2}
@@ -51,24 +49,25 @@ def export(asset, type_, destination="/dev/null"):
     return line("export", assetID=asset, photoKitResourceType=int(type_), destination=destination)
 
 
+def request_of(word):
+    if word == "d":
+        return line("discover")
+    if word[0] == "r":
+        return line("reclaim", assetIDs=list(word[1:]))
+    return export(*word) if word[0] in "ABC" else word.encode()
+
+
 def record_of(session):
+    entries = []
     for step in f"| {session}".split():
-        start = {"at": 1.5, "server": 77}
         if step in "|~":
-            yield json.dumps({**start, "serves": "Library"}) if step == "|" else '{"at":'
-            continue
-        request = step[:-1]
-        if request == "d":
-            request = line("discover")
-        elif re.fullmatch("[ABC][0-9]", request):
-            request = export(*request)
-        elif request[0] == "r":
-            request = line("reclaim", assetIDs=list(request[1:]))
+            entries.append({"serves": "Library"} if step == "|" else None)
         else:
-            request = request.encode()
-        yield json.dumps({**start, "request": request.decode().rstrip()})
-        if ANSWERS[step[-1]]:
-            yield json.dumps({**start, "answer": ANSWERS[step[-1]]})
+            entries.append({"request": request_of(step[:-1]).decode()})
+            if step[-1] in ANSWERS:
+                entries.append({"answer": ANSWERS[step[-1]]})
+    return "".join(json.dumps({"at": 1.5, "server": 77, **entry}) + "\n" if entry else '{"at":\n'
+                   for entry in entries)
 
 
 class Records(Case):
@@ -91,9 +90,9 @@ class Records(Case):
 
     def test_a_review_tells_what_a_careful_host_would_not_have_done(self):
         for session, findings in SESSIONS.items():
-            status, said = self.review("\n".join(record_of(session)) + "\n")
-            told = [f"photos-sim: record:{finding.replace('UNANSWERED', UNANSWERED)}"
-                    for finding in findings]
+            status, said = self.review(record_of(session))
+            told = [re.sub("HAS|UNANSWERED", lambda short: SHORT[short[0]],
+                           f"photos-sim: record:{finding}") for finding in findings]
             self.assertEqual((status, said[:-1]), (1 if findings else 0, told))
             self.assertEqual("cut lines passed over: 2" in said[-1], "~" in session, said)
 

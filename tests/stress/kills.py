@@ -9,7 +9,7 @@ import subprocess
 import time
 import unittest
 
-from programs import AUTHORIZED, KILLER, ROUNDS, SIM, TRIED, Case, Server, line
+from programs import AUTHORIZED, KILLER, ROUNDS, SIM, TRIED, Case, Server, line, photo
 
 
 class Kills(Case):
@@ -67,6 +67,20 @@ class Kills(Case):
             self.assert_tidy()
 
         self.each_kill(["import", self.library, photos], check)
+
+    def test_create(self):
+        words = ["create", self.library, "--from", "description.json"]
+        self.create(*map(photo, "ABC"))
+        self.library.rename(self.folder / "other")
+
+        def check(done, _):
+            if not self.library.exists():
+                self.assertFalse(done)
+                self.sim(*words)
+            self.assertEqual(len(self.assert_whole()), 3)
+            self.assert_tidy()
+
+        self.each_kill(words, check)
 
     def test_export(self):
         held = self.make_library(1, size=1_000_000)
