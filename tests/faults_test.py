@@ -70,7 +70,8 @@ class Faults(Case):
         for request, resource, description, copied in CRASHING:
             with self.subTest(request=request, description=description):
                 server = self.start(request, resource, **description)
-                self.assertEqual((server.stdout.read(), server.wait()), (b"", -signal.SIGKILL))
+                self.assertEqual(server.communicate()[0], b"")
+                self.assertEqual(server.returncode, -signal.SIGKILL)
                 self.assert_left(copied, "after" in str(description))
 
     def test_the_network_can_be_taken_away_and_given_back(self):
