@@ -63,7 +63,11 @@ ChildProcess::ChildProcess(std::vector<std::string> command, const std::filesyst
   posix_spawnattr_t attributes{};
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setsigdefault(&attributes, &defaults);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+  sigset_t blocked{};
+  sigemptyset(&blocked);
+  posix_spawnattr_setsigmask(&attributes, &blocked);
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
   const int error =
       posix_spawnp(&process_, arguments[0], &actions, &attributes, arguments.data(), environ);
   posix_spawnattr_destroy(&attributes);

@@ -19,8 +19,9 @@ class ChildProcess {
   using Clock = std::chrono::steady_clock;
 
   /// Starts command[0], looked for as a shell does, with the rest as its arguments, in the working
-  /// directory `folder` and in a process group of its own. Each call below takes no longer than
-  /// `limit`, if there is one. Throws std::system_error when it can't be started.
+  /// directory `folder` and in a process group of its own, with no signal blocked. Each call below
+  /// takes no longer than `limit`, if there is one. Throws std::system_error when it can't be
+  /// started.
   ChildProcess(std::vector<std::string> command, const std::filesystem::path& folder,
                std::optional<Clock::duration> limit = {});
   ChildProcess(const ChildProcess&) = delete;

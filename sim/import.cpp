@@ -54,10 +54,6 @@ class ProgressBar {
   bool isVisible_;
 };
 
-std::string counted(std::size_t count, const std::string& one, const std::string& many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 void list(const std::vector<fs::path>& paths, const std::string& one, const std::string& many) {
   if (!paths.empty()) {
     say(counted(paths.size(), one, many) + " left out:");
@@ -149,9 +145,9 @@ Result importFolders(const fs::path& place, std::span<const fs::path> folders) {
     }
   }
   const ImportCount& count = importer.count();
-  say("added " + counted(count.assets, "asset", "assets") + " and " +
-      counted(count.files, "file", "files") + "; " + counted(count.held, "file", "files") +
-      " already in the library" + (count.held > 0 ? ", Recently Deleted included" : ""));
+  say("added " + counted(count.assets, "asset") + " and " + counted(count.files, "file") + "; " +
+      counted(count.held, "file") + " already in the library" +
+      (count.held > 0 ? ", Recently Deleted included" : ""));
   if (!added) {
     return added;
   }

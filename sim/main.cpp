@@ -15,6 +15,7 @@
 
 #include "app/process.h"
 #include "app/serve.h"
+#include "platform/local/destination.h"
 #include "platform/local/local_platform.h"
 #include "sim/description.h"
 #include "sim/existing_library.h"
@@ -30,6 +31,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using platform::local::DestinationGuard;
 using sim::Result;
 
 /// The words of the command line.
@@ -135,9 +137,14 @@ void declare(CLI::App& app, Words& words, std::function<Result()>& chosen) {
     declared.callback([&, run] { chosen = [&words, run] { return run(words); }; });
     return declared;
   };
-  command("serve", "Serve the helper's protocol on a library", serveLibrary)
-      .add_option("--record", words.record, "Append each request and each answer to this file")
+  CLI::App& serve = command("serve", "Serve the helper's protocol on a library", serveLibrary);
+  serve.add_option("--record", words.record, "Append each request and each answer to this file")
       ->type_name("FILE");
+  serve.parse_complete_callback([&words] {
+    if (words.record && DestinationGuard(words.library).leadsInto(*words.record)) {
+      throw CLI::ValidationError("--record", *words.record + " is in the library's folder");
+    }
+  });
 
   CLI::App& play = *app.add_subcommand(
       "play", "Play transcripts against a helper, and tell where its answers differ");

@@ -5,6 +5,7 @@
 // what is wrong there, then what to do about it.
 #pragma once
 
+#include <concepts>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -25,6 +26,12 @@ void say(std::string_view message);
 
 /// Prints an indented line below what was said last.
 void sayBelow(std::string_view message);
+
+/// The number and what it counts: "1 asset", "2 assets". `many` is for a plural of another form.
+[[nodiscard]] std::string counted(std::integral auto count, const std::string& one,
+                                  const std::string& many = {}) {
+  return std::to_string(count) + " " + (count == 1 ? one : many.empty() ? one + "s" : many);
+}
 
 /// Hands over what was printed to standard output; a failure when that can't be written.
 [[nodiscard]] Result flushOutput();

@@ -36,6 +36,24 @@ void endHelper(int /*signal*/) {
   }
 }
 
+/// While one lives, those signals wait.
+class HeldSignals {
+ public:
+  HeldSignals() {
+    sigset_t held{};
+    sigemptyset(&held);
+    sigaddset(&held, SIGINT);
+    sigaddset(&held, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &held, &before_);
+  }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+  ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
 Result makeLibrary(const fs::path& transcript, const Session& session, const fs::path& folder) {
   if (session.library == "none") {
     return {};
@@ -92,7 +110,13 @@ class Player {
       command.front() = fs::absolute(command.front());  // it is started in another folder
     }
     try {
+      std::optional<HeldSignals> held(std::in_place);  // until the helper's group is noted
+      if (isInterrupted != 0) {
+        return std::unexpected(Error{"interrupted"});
+      }
       ChildProcess helper(std::move(command), folder.path(), std::chrono::seconds(play_.seconds));
+      helperGroup = helper.group();
+      held.reset();
       return playWith(helper, session);
     } catch (const std::system_error& error) {
       return std::unexpected(failure(play_.command.front(), error.code(), "name a program"));
@@ -104,7 +128,6 @@ class Player {
 
  private:
   Result playWith(ChildProcess& helper, const Session& session) {
-    helperGroup = helper.group();
     std::size_t line = session.line;
     for (const Exchange& exchange : session.exchanges) {
       line = exchange.line;
@@ -229,9 +252,9 @@ Result playTranscripts(const Play& play) {
     return shown;
   }
   if (player.differences() > 0) {
-    return std::unexpected(Error{std::to_string(player.differences()) + " differences; see above"});
+    return std::unexpected(Error{counted(player.differences(), "difference") + "; see above"});
   }
-  say(std::to_string(player.answers()) + " answers, all as written");
+  say(counted(player.answers(), "answer") + ", all as written");
   return {};
 }
 

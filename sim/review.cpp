@@ -97,8 +97,8 @@ class Review {
 
   [[nodiscard]] std::string summary() const {
     const auto exported = std::ranges::count(exports_, true, &Exports::value_type::second);
-    return std::to_string(requests_) + " requests, " + std::to_string(exported) +
-           " resources exported, " + std::to_string(reclaimed_) + " assets reclaimed";
+    return counted(requests_, "request") + ", " + counted(exported, "resource") + " exported, " +
+           counted(reclaimed_, "asset") + " reclaimed";
   }
 
  private:
@@ -240,8 +240,7 @@ Result reviewRecord(const fs::path& library, const fs::path& record) {
   const std::string read =
       review.summary() + (*cut == 0 ? "" : "; cut lines passed over: " + std::to_string(*cut));
   if (!findings.empty()) {
-    return std::unexpected(
-        failure(record, std::to_string(findings.size()) + " findings in " + read));
+    return std::unexpected(failure(record, counted(findings.size(), "finding") + " in " + read));
   }
   say(record.string() + ": no findings in " + read);
   return {};

@@ -129,8 +129,8 @@ Result makeSyntheticLibrary(const std::filesystem::path& place, std::int64_t cou
   };
   Result done = makeLibrary(place, settings, fill);
   if (done) {
-    say("made " + std::to_string(made.assets) + " assets with " + std::to_string(made.resources) +
-        " resources of " + std::to_string(made.bytes) + " bytes in all");
+    say("made " + counted(made.assets, "asset") + " with " + counted(made.resources, "resource") +
+        " of " + counted(made.bytes, "byte") + " in all");
   }
   return done;
 }

@@ -1,19 +1,18 @@
 """packaging/macos/first-light against local libraries, and what it makes of a Mac's tools."""
 
-import json
 import os
 import pathlib
 import subprocess
 import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parents[1]
-SIM = pathlib.Path(os.environ["BUILD"]).resolve() / "photos-sim"
+from programs import ROOT, SIM, Case, photo
+
 NEEDS_MAC = ["Signature, hardened runtime", "Photos entitlement", "Usage description inside",
              "Libraries of the system only", "Who was asked, by TCC's log"]
 NAMES = ["9F983DBA", "Wedding", "Honeymoon", "1689360067", "2023-07"]
-ASSETS = [{"localIdentifier": f"9F983DBA-{number}/L0/001", "creationDate": 1689360067 + number,
-           "resources": [{"type": 1, "originalFilename": name, "text": text, "cloud": True}]}
+ASSETS = [{**photo(f"9F983DBA-{number}/L0/001", originalFilename=name, text=text, cloud=True),
+           "creationDate": 1689360067 + number}
           for number, (name, text) in enumerate(500 * [("Honeymoon.JPG", "small")] +
                                                 [("Wedding.HEIC", "larger")])]
 # What a Mac's tools would say.
@@ -25,19 +24,14 @@ TOOLS = {"uname": "echo Darwin", "xcode-select": "", "clang": "echo Apple clang 
          "log": "echo '2023-07-14 tccd[1] kTCCServicePhotos /Users/Wedding/x'"}
 
 
-class FirstLight(unittest.TestCase):
+class FirstLight(Case):
     def first_light(self, status, complaint, *words, library=None, helper=(), tools=None):
         """Runs it on a helper, or on one that serves the library; gives the report's rows."""
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        path = pathlib.Path(folder.name)
+        path = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
         (path / "temporary").mkdir()
         environment = {**os.environ, "TMPDIR": str(path / "temporary")}
         if library is not None:
-            (path / "description.json").write_text(json.dumps(
-                {"authorization": 3, "opensURLs": True, "assets": ASSETS[-2:], **library}))
-            subprocess.run([SIM, "create", path / "Library", "--from", path / "description.json"],
-                           check=True)
+            self.create(library=path / "Library", **{"assets": ASSETS[-2:], **library})
             helper = [SIM, "serve", path / "Library"]
         if tools is not None:
             for name, script in {**TOOLS, **tools}.items():
@@ -60,26 +54,32 @@ class FirstLight(unittest.TestCase):
         return {row[0].strip(): (row[-2].strip(), row[-1]) for row in cells}
 
     def test_exports_the_smallest_original_and_claims_nothing_of_macos(self):
-        rows = self.first_light(0, "", "--open", library={"assets": ASSETS})
+        rows = self.first_light(0, "", "--open", library={"assets": ASSETS, "opensURLs": True})
         self.assertRegex(rows["discover, first page"][0], "^1 of 2: 500 ")
         self.assertRegex(rows["discover, last page"][0], "^2 of 2: 1 ")
         self.assertEqual(rows["discover, oldest first"], ("501 assets", "passed"))
         self.assertEqual(rows["export"], ("5 bytes", "passed"))
-        for check in ("authorize", "Digest of the copy", "open", "End with the input"):
-            self.assertEqual(rows[check][1], "passed", check)
-        self.assertEqual([rows[check][1] for check in NEEDS_MAC], 5 * ["not checked here"])
-        self.assertEqual(rows["reclaim"][1], "left out")
+        for result, checks in [
+                ("passed", ["authorize", "Digest of the copy", "open", "End with the input"]),
+                ("not checked here", NEEDS_MAC), ("left out", ["reclaim"])]:
+            self.assertEqual({rows[check][1] for check in checks}, {result})
 
     def test_says_what_is_in_the_way(self):
-        self.first_light(1, "is denied", library={"authorization": 2})
-        self.first_light(1, "is empty", library={"assets": []})
-        self.first_light(1, "this is for macOS")
-        self.first_light(1, "can't be started", helper=["/none"])
+        granted = """read line; echo '{"ok":true,"status":"authorized"}'; read line; exit 3"""
+        for complaint, way in {
+                "is denied": {"library": {"authorization": 2}},
+                "is empty": {"library": {"assets": []}},
+                "this is for macOS": {},
+                "can't be started": {"helper": ["/none"]},
+                "is no answer": {"helper": ["echo", "hello"]},
+                "with status 3 and without an answer to discover": {
+                    "helper": ["sh", "-c", granted]},
+                "command line tools are missing": {"tools": {"xcode-select": "exit 2"}},
+                "Homebrew is missing": {"tools": {}},
+                "Xcode 16 or newer": {
+                    "tools": {"brew": "", "clang": "echo Apple clang version 15.0.0"}}}.items():
+            self.first_light(1, complaint, **way)
         self.first_light(2, "--helpr", "--helpr")
-        self.first_light(1, "command line tools are missing", tools={"xcode-select": "exit 2"})
-        self.first_light(1, "Homebrew is missing", tools={})
-        self.first_light(1, "Xcode 16 or newer",
-                         tools={"brew": "", "clang": "echo Apple clang version 15.0.0"})
         rows = self.first_light(1, "is held in the cloud", library={"networkReachable": False})
         self.assertEqual(rows["estimate"], ("0 of 2 could be read", "FAILED"))
         self.assertRegex(rows["export"][0], "^export_failed: .*in the cloud")
@@ -87,10 +87,6 @@ class FirstLight(unittest.TestCase):
         rows = self.first_light(1, "no usage description",
                                 helper=["sh", "-c", "read x; kill -9 $$"])
         self.assertRegex(rows["authorize"][0], "ended by signal 9")
-        granted = """read line; echo '{"ok":true,"status":"authorized"}'; read line; exit 3"""
-        self.first_light(1, "with status 3 and without an answer to discover",
-                         helper=["sh", "-c", granted])
-        self.first_light(1, "is no answer", helper=["echo", "hello"])
 
     def test_leaves_nothing_behind_when_interrupted(self):
         process = tempfile.NamedTemporaryFile()

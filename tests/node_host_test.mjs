@@ -18,44 +18,35 @@ after(() => fs.rmSync(ROOT, { recursive: true }));
 
 const newFolder = () => fs.mkdtempSync(`${ROOT}/`);
 
-/** The command that serves a library as described. */
-function served(description) {
+/** The command that serves a library as described, and what it has seen; then nothing of it runs.
+    In `script`, for a shell, SERVE serves, and ONCE succeeds the first time alone. */
+function served(description, script = "exec SERVE") {
   const folder = newFolder();
+  const [held, record] = [`${folder}/held`, `${folder}/record`];
   fs.writeFileSync(`${folder}/description.json`, JSON.stringify(description));
   execFileSync(SIM, ["create", `${folder}/library`, "--from", `${folder}/description.json`]);
-  return [SIM, "serve", `${folder}/library`];
+  execFileSync("mkfifo", [held]);  // by all processes of the command
+  const pipe = fs.openSync(held, fs.constants.O_RDONLY | fs.constants.O_NONBLOCK);
+  const command = ["sh", "-c", `exec 9>${held}; ${script}`.replace("ONCE", `mkdir 2>&- ${folder}/once`)
+    .replace("SERVE", `${SIM} serve ${folder}/library --record ${record}`)];
+  return { command, seen: () => {
+    while (isHeld(pipe));
+    const lines = fs.readFileSync(record, "utf8");
+    return [...lines.matchAll(/\\"command\\":\\"(\w+)/g)].map(([, name]) => name).join(" ");
+  } };
 }
 
-/** The command of a helper that does `act` with each export and reclaim, and notes what it saw. */
-function misbehaving(folder, act) {
-  fs.writeFileSync(`${folder}/helper.mjs`, `
-    import fs from "node:fs";
-    import readline from "node:readline";
-    process.on("SIGINT", () => fs.writeFileSync("${folder}/interrupted", ""));
-    const answer = (answer) => process.stdout.write(JSON.stringify(answer) + "\\n");
-    const exported = (bytes = 3, status = "exported") => answer(
-      { ok: true, status, bytes, sha256: "${SHA256_OF_ABC}" });
-    readline.createInterface(process.stdin).on("line", (line) => {
-      const { command, destination } = JSON.parse(line);
-      const write = (text) => destination && fs.appendFileSync(destination, text);
-      if (destination) fs.writeFileSync(destination, "");
-      fs.appendFileSync("${folder}/seen", command + " " + process.pid + "\\n");
-      const count = fs.readFileSync("${folder}/seen", "utf8").split("\\n").length - 1;
-      if (command === "authorize") answer({ ok: true, status: "authorized" });
-      else if (command === "discover") answer({ ok: true, status: "discovered", assets: [] });
-      else (${act})({ count, write, answer, exported });
-    });`);
-  return [process.execPath, `${folder}/helper.mjs`];
-}
+/** The same on a photo "A" whose resource is that one. */
+const servedPhoto = (resource, script, description) => served({ authorization: 3, ...description,
+  assets: [{ localIdentifier: "A", creationDate: 0, resources: [
+    { type: 1, originalFilename: "a", text: "abc", ...resource }] }] }, script);
 
-/** What a misbehaving helper has seen; none of its processes is left. */
-function seen(folder) {
-  const lines = fs.readFileSync(`${folder}/seen`, "utf8").trim().split("\n");
-  return lines.map((line) => {
-    const [command, pid] = line.split(" ");
-    assert.throws(() => process.kill(pid, 0), { code: "ESRCH" });
-    return command;
-  }).join(" ");
+function isHeld(pipe) {
+  try {
+    return fs.readSync(pipe, Buffer.alloc(1)) > 0;
+  } catch {
+    return true;
+  }
 }
 
 async function using(command, act, options) {
@@ -67,7 +58,7 @@ test("asks for access, lists over pages, estimates, exports and reclaims", async
   const assets = Array.from({ length: 7 }, (_, index) => ({
     localIdentifier: `A${index}`, creationDate: 1e9 + index / 3, mediaType: index % 2 + 1,
     resources: [{ type: index % 2 + 1, originalFilename: `a\u2028${index}.JPG`, text: "abc" }] }));
-  await using(served({ assets }), async (helper, folder) => {
+  await using(served({ assets }).command, async (helper, folder) => {
     const list = async (options) => {
       const resources = [];
       for await (const resource of helper.assets(options)) resources.push(resource);
@@ -94,7 +85,7 @@ test("asks for access, lists over pages, estimates, exports and reclaims", async
 
 test("the examples keep to their folder and tell what is not in it", () => {
   const evil = "../../evil\u001b[31m\n.JPG";
-  const command = served({ authorization: 3, assets: [{ localIdentifier: "A", creationDate: 0,
+  const { command } = served({ authorization: 3, assets: [{ localIdentifier: "A", creationDate: 0,
     resources: [[1, evil, "first"], [1, evil, "second"], [4, "RAW", "cut off"], [5, "", "edited"],
       [9, "", "moving"], [7, "x".repeat(300), "adjusted"], [3, "x", "heard"]].map(
       ([type, originalFilename, text]) => ({ type, originalFilename, text,
@@ -126,57 +117,52 @@ test("the examples keep to their folder and tell what is not in it", () => {
 });
 
 test("repeats what a helper left without an answer once, and no reclaim", async () => {
-  const folder = newFolder();
-  const dying = misbehaving(folder, ({ count, write, exported }) => {
-    write(count === 2 ? "abc" : "a");
-    if (count === 2) exported();
-    else process.stdout.write('{"ok":tr', () => process.kill(process.pid, "SIGKILL"));
-  });
-  await using(dying, async (helper, out) => {
-    await helper.export("A", 1, `${out}/a`);
+  const once = servedPhoto({}, "ONCE && read line && printf '{\"ok\":tr' && kill -9 $$; exec SERVE");
+  const always = servedPhoto({ failure: { afterBytes: 1, crash: true } }, "exec SERVE",
+    { deletion: { success: true, crash: "before" } });
+  const out = newFolder();
+  await using(once.command, (helper) => helper.export("A", 1, `${out}/a`));
+  await using(always.command, async (helper) => {
     await assert.rejects(helper.export("A", 1, `${out}/a`), { status: null, message: /SIGKILL/ });
     assert.equal(fs.readFileSync(`${out}/a`, "utf8"), "abc");
     assert.deepEqual(fs.readdirSync(out), ["a"]);
     await assert.rejects(helper.reclaim(["A"]), { status: null });
     await helper.authorize();
   });
-  assert.equal(seen(folder), "export export export export reclaim authorize");
+  assert.equal(always.seen(), "export export reclaim authorize");
 });
 
 test("ends a helper that stalls or lies, and waits for one whose file grows", async () => {
-  for (const [message, act] of [
-    [/No sign of life/, ({ write }) => write("ab")],
-    [/other bytes/, ({ write, exported }) => { write("abc"); exported(4); }],
-    [/other bytes/, ({ write, exported }) => { write("abd"); exported(); }],
-    [/doesn't speak/, ({ write, exported }) => { write("abc"); exported(3, "estimated"); }],
-    [/doesn't speak/, () => process.stdout.write("Loading ...\n")],
-    [/export_failed: x/, ({ answer }) =>
-      answer({ ok: false, status: "export_failed", error: "x" })],
-    ["", ({ write, exported }) => {
-      for (const second of [0, 1, 2]) setTimeout(write, second * 1000, "abc"[second]);
-      setTimeout(exported, 3000);
-    }]]) {
-    const folder = newFolder();
-    await using(misbehaving(folder, act), async (helper, out) => {
+  for (const [message, resource, script] of [
+    [/No sign of life/, { failure: { afterBytes: 2, stall: true } }],
+    [/other bytes/, {}, "SERVE | sed -u s/:3/:4/"],
+    [/other bytes/, {}, "SERVE | sed -u s/ba78/ba79/"],
+    [/doesn't speak/, {}, "SERVE | sed -u s/exported/estimated/"],
+    [/doesn't speak/, {}, "ONCE && read line && echo Loading; exec SERVE"],
+    [/export_failed: x/, { failure: { afterBytes: 1, error: "x" } }],
+    ["", { bytesPerSecond: 1 }]]) {
+    const { command, seen } = servedPhoto(resource, script);
+    await using(command, async (helper, out) => {
       const result = helper.export("A", 1, `${out}/a`);
       await (message ? assert.rejects(result, { message }) : result);
       assert.deepEqual(fs.readdirSync(out), message ? [] : ["a"]);
       await helper.authorize();  // By the same helper or by another one.
     }, { stallSeconds: 2 });
-    assert.equal(seen(folder), "export authorize");
+    assert.match(seen(), /^(export )?authorize$/);
   }
 });
 
 test("Ctrl-C ends an example with nothing left, and is no matter of the helper's", async () => {
-  const folder = newFolder();
-  const stalled = misbehaving(folder, ({ write }) => write("ab"));
-  const host = spawn(process.execPath, [`${HOST}/export.mjs`, "A", "out", "--helper", ...stalled],
-    { cwd: folder, detached: true, stdio: "ignore" });
-  while (!fs.existsSync(`${folder}/out`) || !fs.readdirSync(`${folder}/out`).length) {
+  const { command, seen } = servedPhoto({ failure: { afterBytes: 2, stall: true } },
+    "trap ': >interrupted' INT; SERVE");
+  const cwd = newFolder();
+  const host = spawn(process.execPath, [`${HOST}/export.mjs`, "A", "out", "--helper", ...command],
+    { cwd, detached: true, stdio: "ignore" });
+  while (!fs.existsSync(`${cwd}/out`) || !fs.readdirSync(`${cwd}/out`).length) {
     await new Promise((resolve) => setTimeout(resolve, 20));
   }
   process.kill(-host.pid, "SIGINT");
   assert.deepEqual(await once(host, "exit"), [1, null]);
-  assert.deepEqual(fs.readdirSync(folder).sort(), ["helper.mjs", "seen"]);
-  seen(folder);
+  seen();
+  assert.deepEqual(fs.readdirSync(cwd), []);
 });

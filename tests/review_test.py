@@ -2,197 +2,161 @@
 
 import json
 import os
-import pathlib
+import re
 import resource
-import signal
-import subprocess
-import tempfile
 import unittest
 
-SIM = pathlib.Path(os.environ["BUILD"]).resolve() / "photos-sim"
-OK = {"ok": True}
-FAILED = {"ok": False}
+from programs import Case, Server, line, photo
+
 # B has two resources of one type, C none.
-LIBRARY = {"authorization": 3, "assets": [
-    {"localIdentifier": name, "creationDate": 0, "resources": [
-        {"type": type, "originalFilename": f"{name}{type}", "size": 3000000} for type in types]}
-    for name, types in {"A": [1, 7], "B": [2, 2], "C": []}.items()]}
-DISCOVER = '{"command":"discover"}'
-
-
-def export(asset, kind, destination="/dev/null"):
-    return json.dumps({"command": "export", "assetID": asset, "photoKitResourceType": kind,
-                       "destination": destination})
-
-
-def reclaim(*assets):
-    return json.dumps({"command": "reclaim", "assetIDs": assets})
-
-
-def of_type(kind, asset="A"):
-    return f"reclaims {asset}, which has a resource of type {kind}"
-
-
-EXPORTED = [(export("A", 1), OK), (export("A", 7), OK)]
-UNANSWERED = "reclaims without an answer, and never looks up what came of it"
-# What a host did, and what is told of it with which line. The first request is on line 2; None is
-# a missing answer, None instead of a request another start of the server, a text a line as it is.
-SESSIONS = [
-    ([(DISCOVER, OK), *EXPORTED, (reclaim("A", "C"), OK)], []),
-    ([(export("A", 1), FAILED), *EXPORTED, None, (reclaim("A"), OK)], []),
-    ([EXPORTED[0], (reclaim("A"), OK)], [(4, of_type(7) + ", which was not exported")]),
-    ([EXPORTED[0], (export("A", 7), FAILED), (reclaim("C", "A"), FAILED)],
-     [(6, of_type(7) + ", whose export failed")]),
-    ([EXPORTED[0], (export("A", 7), None), (reclaim("A"), OK)],
-     [(5, of_type(7) + ", which was not exported")]),
-    ([(export("B", 2), OK), (reclaim("B"), OK)],
-     [(4, of_type(2, "B") + " twice, and only the first can be exported")]),
-    ([(reclaim("C", "Z"), FAILED)], [(2, "reclaims Z, which is not in the library")]),
-    ([EXPORTED[0], (export("B", 1), OK), EXPORTED[0]],
-     [(6, "exports the resource of type 1 of A again")]),
-    ([("x", FAILED), (reclaim("C"), None), None, ("{}", FAILED), (export("A", 1), OK)],
-     [(4, UNANSWERED)]),
-    ([(reclaim("C"), None), (DISCOVER, None)], [(2, UNANSWERED)]),
-    ([(reclaim("C"), None), (DISCOVER, OK)], []),
-    ([(reclaim("A", "C"), None), None, (export("C", 1), FAILED)],
-     [(2, of_type(1) + ", which was not exported"), (2, of_type(7) + ", which was not exported")]),
+ASSETS = [{"localIdentifier": name, "creationDate": 0, "resources": [
+    {"type": type_, "originalFilename": "a", "size": 3_000_000} for type_ in types]}
+    for name, types in {"A": [1, 7], "B": [2, 2], "C": []}.items()]
+ANSWERS = {"+": {"ok": True}, "-": {"ok": False},
+           "!": {"ok": False, "status": "authorization_2"}}  # "?" is none
+# What a host did: each export by asset and type, "r" for a reclaim and "d" for a discover with what
+# came of it, or another request; "|" is another start of the server, "~" a line that was cut. Then
+# what is told of it; the first request is on line 2.
+SESSIONS = {
+    "d+ A1+ A7+ rAC+": [],
+    "A1- A1+ A7+ | rA+": [],
+    "A1+ rA+": ["4: reclaims A, HAS 7, which was not exported"],
+    "A1+ A7- rCA-": ["6: reclaims A, HAS 7, whose export failed"],
+    "A1+ A7? rA+": ["5: reclaims A, HAS 7, which was not exported"],
+    "B2+ rB+": ["4: reclaims B, HAS 2 twice, and only the first can be exported"],
+    "rCZ-": ["2: reclaims Z, which is not in the library"],
+    "A1+ B1+ A1+": ["6: exports the resource of type 1 of A again"],
+    "x- rC? | {}- A1+": ["4: UNANSWERED"],
+    "rC? d?": ["2: UNANSWERED"],
+    "rC? d!": ["2: UNANSWERED"],
+    "rC? d+": [],
+    "rAC? | C1-": [f"2: reclaims A, HAS {type_}, which was not exported" for type_ in (1, 7)],
     # The last export counts: it may have written over the copy.
-    ([*EXPORTED, (export("A", 1), FAILED), (export("A", 7), None), (reclaim("A"), OK)],
-     [(6, "exports the resource of type 1 of A again"),
-      (8, "exports the resource of type 7 of A again"),
-      (9, of_type(1) + ", whose export failed"), (9, of_type(7) + ", whose export failed")]),
-    ([(reclaim("C"), None), (DISCOVER, {"ok": False, "status": "authorization_2"})],
-     [(2, UNANSWERED)]),
-    ([('{"command":"reclaim"}', OK)], []),
-    # Cut lines.
-    ([(reclaim("C"), None), '{"at":', (reclaim("C"), FAILED), None, '{"at":5,"server":1,"answer"'],
-     []),
-]
+    "A1+ A7+ A1- A7? rA+": [
+        "6: exports the resource of type 1 of A again",
+        "8: exports the resource of type 7 of A again",
+        *(f"9: reclaims A, HAS {type_}, whose export failed" for type_ in (1, 7))],
+    '{"command":"reclaim"}+': [],
+    "rC? ~ rC- | ~": []}
+SHORT = {"HAS": "which has a resource of type",
+         "UNANSWERED": "reclaims without an answer, and never looks up what came of it"}
 NO_RECORDS = {"": 1, "text\n": 1, "5\n": 1, '{"at":1}\n': 1,
               '{"at":1,"ser\n{"at":1,"server":1,"ans\n': 1,
               '{"at":1,"server":1,"serves":"x"}\n{"at":1,"server":1,"answer":[]}\n': 2}
 
 
+def export(asset, type_, destination="/dev/null"):
+    return line("export", assetID=asset, photoKitResourceType=int(type_), destination=destination)
+
+
+def request_of(word):
+    if word == "d":
+        return line("discover")
+    if word[0] == "r":
+        return line("reclaim", assetIDs=list(word[1:]))
+    return export(*word) if word[0] in "ABC" else word.encode()
+
+
 def record_of(session):
-    lines = []
-
-    def add(**member):
-        lines.append(json.dumps({"at": 1.5, "server": 77, **member}))
-
-    add(serves="Library")
-    for step in session:
-        if step is None:
-            add(serves="Library")
-        elif isinstance(step, str):
-            lines.append(step)
+    entries = []
+    for step in f"| {session}".split():
+        if step in "|~":
+            entries.append({"serves": "Library"} if step == "|" else None)
         else:
-            add(request=step[0])
-            if step[1] is not None:
-                add(answer=step[1])
-    return "\n".join(lines) + "\n"
+            entries.append({"request": request_of(step[:-1]).decode()})
+            if step[-1] in ANSWERS:
+                entries.append({"answer": ANSWERS[step[-1]]})
+    return "".join(json.dumps({"at": 1.5, "server": 77, **entry}) + "\n" if entry else '{"at":\n'
+                   for entry in entries)
 
 
-class Records(unittest.TestCase):
-
+class Records(Case):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
+        self.create(*ASSETS, photo("D", failure={"afterBytes": 0, "stall": True}))
         self.record = self.folder / "record"
-        (self.folder / "library.json").write_text(json.dumps(LIBRARY), encoding="utf-8")
-        self.assertEqual(self.sim("create", "Library", "--from", "library.json")[0], 0)
 
-    def sim(self, *words, requests=b"", **more):
-        """Its exit status, its output and what it has said."""
-        done = subprocess.run([SIM, *words], cwd=self.folder, input=requests, capture_output=True,
-                              check=False, **more)
+    def review(self, record):
+        self.record.write_text(record)
+        done = self.run_sim("review", "Library", "record")
+        return done.returncode, done.stderr.decode().splitlines()
+
+    def serve(self, requests, record="record", **more):
+        done = self.run_sim("serve", "Library", "--record", record, input=requests, **more)
         return done.returncode, done.stdout, done.stderr.decode()
 
     def lines(self):
         return [json.loads(line) for line in self.record.read_bytes().splitlines()]
 
     def test_a_review_tells_what_a_careful_host_would_not_have_done(self):
-        for session, findings in SESSIONS:
-            self.record.write_text(record_of(session), encoding="utf-8")
-            status, _, said = self.sim("review", "Library", "record")
-            told = said.splitlines()[:-1]  # the last one sums it up
-            self.assertEqual(told, [
-                f"photos-sim: record:{line}: {what}" for line, what in findings])
-            self.assertEqual(status, 1 if findings else 0, said)
-            cut = sum(isinstance(step, str) for step in session)
-            self.assertEqual("cut lines passed over: 2" in said, cut == 2, said)
+        for session, findings in SESSIONS.items():
+            status, said = self.review(record_of(session))
+            told = [re.sub("HAS|UNANSWERED", lambda short: SHORT[short[0]],
+                           f"photos-sim: record:{finding}") for finding in findings]
+            self.assertEqual((status, said[:-1]), (1 if findings else 0, told))
+            self.assertEqual("cut lines passed over: 2" in said[-1], "~" in session, said)
 
     def test_a_review_refuses_what_is_no_record(self):
-        for text, line in NO_RECORDS.items():
-            self.record.write_text(text, encoding="utf-8")
-            status, _, said = self.sim("review", "Library", "record")
-            self.assertEqual((status, said.count("\n")), (1, 1))
-            self.assertIn(f"photos-sim: record:{line}: no line of a record", said)
+        for text, number in NO_RECORDS.items():
+            status, said = self.review(text)
+            self.assertEqual((status, len(said)), (1, 1))
+            self.assertIn(f"photos-sim: record:{number}: no line of a record", said[0])
 
     def test_each_request_is_recorded_before_it_is_carried_out_and_each_answer_behind_it(self):
-        requests = [export("A", 7).encode(), b'\xff\0"\\', reclaim("A").encode()]
-        lines = b"\n".join(requests) + b"\n"
-        status, answers, said = self.sim("serve", "Library", "--record", "record", requests=lines)
+        requests = export("A", 7) + b'\xff\0"\\\n' + line("reclaim", assetIDs=["A"])
+        status, answers, said = self.serve(requests)
         self.assertEqual((status, said), (0, ""))
         start, *entries = self.lines()
         self.assertEqual(start["serves"], "Library")
-        self.assertEqual([entry["request"].encode() for entry in entries[::2]],
-                         [request.replace(b"\xff", "\ufffd".encode()) for request in requests])
-        self.assertEqual([entry["answer"] for entry in entries[1::2]],
+        self.assertEqual([entry.get("request") for entry in entries[::2]],
+                         requests.decode(errors="replace").splitlines())
+        self.assertEqual([entry.get("answer") for entry in entries[1::2]],
                          [json.loads(answer) for answer in answers.splitlines()])
-        self.assertEqual(len(entries), 6)
         self.assertTrue(1.7e9 < start["at"] <= entries[0]["at"] <= entries[-1]["at"])
 
-        # Killed within a request, which nobody reads on from the pipe, and within a line of the
-        # record.
-        os.mkfifo(self.folder / "pipe")
-        reader = os.open(self.folder / "pipe", os.O_RDONLY | os.O_NONBLOCK)
-        with subprocess.Popen([SIM, "serve", "Library", "--record", "record"], cwd=self.folder,
-                              stdin=subprocess.PIPE) as server:
-            server.stdin.write(export("B", 2, "pipe").encode() + b"\n")
-            server.stdin.flush()
-            while not self.has_bytes(reader):
+        # Killed within a request and within a line of the record.
+        with Server("Library", "--record", "record", cwd=self.folder) as server:
+            server.send(export("D", 1, "copy"))
+            while not (self.folder / "copy").exists():
                 pass
-            server.send_signal(signal.SIGKILL)
-        os.close(reader)
-        self.assertEqual(json.loads(self.lines()[-1]["request"])["assetID"], "B")
+            server.kill()
+        self.assertEqual(json.loads(self.lines()[-1]["request"])["assetID"], "D")
         os.truncate(self.record, self.record.stat().st_size - 5)
-        self.sim("serve", "Library", "--record", "record")
-        self.assertEqual(self.sim("review", "Library", "record"),
-                         (1, b"", "photos-sim: record:6: " + of_type(1) +
-                          ", which was not exported\nphotos-sim: record: 1 findings in 3 requests, "
-                          "1 resources exported, 1 assets reclaimed; cut lines passed over: 1\n"))
-
-    @staticmethod
-    def has_bytes(pipe):
-        try:
-            return os.read(pipe, 1) != b""
-        except BlockingIOError:
-            return False
+        self.serve(b"")
+        done = self.run_sim("review", "Library", "record")
+        self.assertEqual((done.returncode, done.stderr.decode()), (
+            1, "photos-sim: record:6: reclaims A, which has a resource of type 1, which was not "
+            "exported\nphotos-sim: record: 1 finding in 3 requests, 1 resource exported, 1 asset "
+            "reclaimed; cut lines passed over: 1\n"))
 
     def test_a_record_that_cannot_be_written_harms_no_answer(self):
-        lines = b'{"command":"authorize"}\n' * 1000
-        status, answers, said = self.sim(
-            "serve", "Library", "--record", "record", requests=lines, preexec_fn=lambda:
-            resource.setrlimit(resource.RLIMIT_FSIZE, (40000, 40000)))
-        self.assertEqual(status, 0)
+        status, answers, said = self.serve(
+            line("authorize") * 1000,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (40000, 40000)))
+        self.assertEqual((status, said.count("\n")), (0, 1))
         self.assertTrue(answers == b'{"ok":true,"status":"authorized"}\n' * 1000)
-        self.assertEqual(said.count("\n"), 1)
         self.assertTrue(said.startswith("photos-sim: record: "), said)
-        self.assertEqual(self.sim("review", "Library", "record")[0], 0)
+        self.sim("review", "Library", "record")
 
-        before = (self.folder / "Library" / "library.sqlite").read_bytes()
-        for name in ("Library", "no/record", "Library/library.sqlite", "library.json"):
-            status, answers, said = self.sim("serve", "Library", "--record", name, requests=lines)
-            self.assertEqual((status, answers, said.count("\n")), (1, b"", 1))
-            self.assertTrue(said.startswith(f"photos-sim: {name}: "), said)
-        self.assertEqual((self.folder / "Library" / "library.sqlite").read_bytes(), before)
+    def test_a_record_is_refused_where_it_would_harm_another_file(self):
+        (self.library / "empty").touch()
+
+        def contents():
+            return {file: file.read_bytes() for file in self.folder.rglob("*") if file.is_file()}
+
+        before = contents()
+        for name, expected in {"Library": 1, "no/record": 1, "description.json": 1,
+                               "Library/empty": 2, "Library/new": 2}.items():
+            status, answers, said = self.serve(line("authorize"), name)
+            self.assertEqual((status, answers, said.count("\n")), (expected, b"", 1), said)
+            self.assertIn(f": {name}", said)
+        self.assertEqual(contents(), before)
 
     def test_an_answer_that_nobody_reads_is_not_recorded(self):
         reader, writer = os.pipe()
         os.close(reader)
-        subprocess.run([SIM, "serve", "Library", "--record", "record"], cwd=self.folder,
-                       input=f"{reclaim('C')}\n{DISCOVER}\n".encode(), stdout=writer, check=True)
+        with Server("Library", "--record", "record", cwd=self.folder, stdout=writer) as server:
+            server.communicate(line("reclaim", assetIDs=["C"]) + line("discover"))
         os.close(writer)
         self.assertEqual(["answer" in line for line in self.lines()], [False] * 3)
 

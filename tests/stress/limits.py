@@ -11,9 +11,8 @@ import threading
 import time
 import unittest
 
-from programs import AUTHORIZED, BUILD, ROUNDS, SIM, TRIED, Case, Server, line
+from programs import BUILD, ROUNDS, SIM, TRIED, Case, Server, line, photo
 
-FREE = "no limit"
 # The status of a program whose libraries the system could not load.
 UNLOADED = 127
 
@@ -26,8 +25,8 @@ class Limited(Case):
         self.set_up_disk()
         self.held = self.make_library()
         self.second, self.added = self.make_photos("second", 3, size=200_000)
-        (self.folder / "description.json").write_text(json.dumps({"assets": [
-            {"resources": [{"type": 1, "originalFilename": "a", "text": "a" * 20_000}]}] * 20}))
+        (self.folder / "description.json").write_text(json.dumps(
+            {"assets": [photo(str(number), text="a" * 20_000) for number in range(20)]}))
         self.first, *_, last = sorted(self.held)
         with Server(self.library) as server:
             self.assertTrue(server.ask("reclaim", assetIDs=[last])["ok"])
@@ -35,58 +34,55 @@ class Limited(Case):
         self.lines = [
             line("authorize"), line("estimate", **original), line("open", assetID="none"),
             line("discover", note="x" * 3_000_000), line("discover", limit=500),
-            line("export", **original, destination="exported"),
             line("export", **original, destination="other name"),
+            line("export", **original, destination="exported"),
             line("reclaim", assetIDs=[self.first])]
+        self.new = self.folder / "New"
         self.programs = [
             ["import", self.library, self.second],
-            ["create", self.folder / "New", "--from", "description.json"],
-            ["create", self.folder / "New", "--synthetic", "300"],
+            ["create", self.new, "--from", "description.json"],
             ["access", self.library, "--prompt-answer", "4"],
             ["recently-deleted", self.library, "--restore", last]]
 
     def set_up_disk(self):
         pass
 
+    def run_below(self, starve, words, given=b""):
+        return self.run_sim(*words, input=given, preexec_fn=starve)
+
     def each_limit(self, limit, values):
-        for value in [*values, FREE]:
+        """Runs everything below each limit. At last without one, where everything succeeds."""
+        for value in [*values, None]:
             with self.subTest(value=value):
                 self.start_afresh()
-                self.run_all(None if value == FREE else lambda value=value: limit(value))
-            TRIED[f"limits of {self._testMethodName[5:]}"] += value != FREE
-
-    def run_all(self, starve):
-        """Runs everything. Without a limit everything succeeds."""
-        self.serve(starve)
-        for words in self.programs:
-            succeeded = self.run_one(words, starve)
-            self.assertTrue(succeeded or starve, words)
-            self.assertEqual(list(self.library.glob("originals/.incomplete-*")), [])
-            new = self.folder / "New"
-            self.assertEqual(new.exists(), succeeded and new in words)
-            if new.exists():
-                self.sim("access", new)
-                shutil.rmtree(new)
-            TRIED["programs below limits"] += starve is not None
-        self.sim("import", self.library, self.second)
-        deleted = self.rows("SELECT localIdentifier FROM asset WHERE recentlyDeleted")
-        if deleted:
-            self.sim("recently-deleted", self.library, "--restore", *[name for name, in deleted])
-        self.assertEqual(self.assert_whole(), self.added | set(self.held.values()))
-        self.assert_tidy()
+                starve = None if value is None else lambda value=value: limit(value)
+                self.serve(starve)
+                for words in self.programs:
+                    self.run_one(words, starve)
+                self.sim("import", self.library, self.second)
+                for name, in self.rows("SELECT localIdentifier FROM asset WHERE recentlyDeleted"):
+                    self.sim("recently-deleted", self.library, "--restore", name)
+                self.assertEqual(self.assert_whole(), self.added | set(self.held.values()))
+                self.assert_tidy()
+            TRIED[f"limits of {self._testMethodName[5:]}"] += value is not None
 
     def run_one(self, words, starve):
-        """Whether it succeeded. Otherwise it says why in lines of its own, with status 1, and names
-        what it could not remove."""
+        """It succeeds. Or it says why in lines of its own, with status 1, and names what it could
+        not remove."""
         done = self.run_below(starve, words)
-        if done.returncode in (0, UNLOADED):
-            return done.returncode == 0
-        self.assertEqual((done.returncode, done.stdout), (1, b""), done)
-        self.assertRegex(done.stderr, rb"\A((photos-sim: |  ).*\n)+\Z")
-        for left in self.folder.glob(".New.*"):
-            self.assertIn(left.name.encode(), done.stderr)
-            shutil.rmtree(left)
-        return False
+        succeeded = done.returncode == 0
+        self.assertTrue(succeeded or starve, done)
+        if not succeeded and done.returncode != UNLOADED:
+            self.assertEqual((done.returncode, done.stdout), (1, b""), done)
+            self.assertRegex(done.stderr, rb"\A((photos-sim: |  ).*\n)+\Z")
+            for left in self.folder.glob(".New.*"):
+                self.assertIn(left.name.encode(), done.stderr)
+                shutil.rmtree(left)
+        self.assertEqual(list(self.library.glob("originals/.incomplete-*")), [])
+        self.assertEqual(self.new.exists(), succeeded and self.new in words)
+        if self.new.exists():
+            self.sim("access", self.new)
+            shutil.rmtree(self.new)
 
     def serve(self, starve):
         """Serves every command, once with a destination that is another name of an original."""
@@ -102,15 +98,11 @@ class Limited(Case):
             return
         answers = [json.loads(text) for text in done.stdout.splitlines()]
         self.assertEqual((done.returncode, len(answers), done.stderr), (0, len(self.lines), b""))
-        exported, reclaimed = answers[5]["ok"], answers[7]["ok"]
+        exported, reclaimed = [answer["ok"] for answer in answers[-2:]]
         self.assertTrue(starve or exported and reclaimed, answers)
         if exported:
             self.assertEqual((self.folder / "exported").read_bytes(), content)
         self.assertEqual(self.rows("SELECT sum(recentlyDeleted) FROM asset"), [(1 + reclaimed,)])
-
-    def run_below(self, starve, words, given=b""):
-        return subprocess.run([SIM, *words], cwd=self.folder, input=given, capture_output=True,
-                              preexec_fn=starve, check=False)
 
 
 def limiter(which):
@@ -148,27 +140,22 @@ class Processes(Limited):
 
     def test_a_thread_for_large_exports(self):
         """Where only the thread that serves can be had, a large export is one as any other."""
-        sizes, stack, step = [300_000, 5_000_000], 64 << 20, 1 << 20
-        (self.folder / "description.json").write_text(json.dumps({"authorization": 3, "assets": [
-            {"localIdentifier": str(size), "resources": [
-                {"type": 1, "originalFilename": "a", "size": size}]} for size in sizes]}))
-        self.sim("create", self.folder / "Sizes", "--from", "description.json")
+        small, large, stack, step = 300_000, 5_000_000, 64 << 20, 1 << 20
+        self.create(photo("S", size=small), photo("L", size=large), library="Sizes")
 
-        def export(size, room):
+        def is_exported(name, size, room):
             def limit():
                 resource.setrlimit(resource.RLIMIT_STACK, (stack, resource.RLIM_INFINITY))
                 resource.setrlimit(resource.RLIMIT_AS, (room, room))
-            answer = self.run_below(limit, ["serve", self.folder / "Sizes"], line(
-                "export", assetID=str(size), photoKitResourceType=1, destination="zeros")).stdout
-            return answer == (f'{{"ok":true,"status":"exported","sha256":"'
-                              f'{hashlib.sha256(bytes(size)).hexdigest()}","bytes":{size}}}\n'
-                              ).encode()
+            answer = self.run_below(limit, ["serve", "Sizes"], line(
+                "export", assetID=name, photoKitResourceType=1, destination="zeros")).stdout
+            return hashlib.sha256(bytes(size)).hexdigest().encode() in answer
 
         least = stack
-        while not export(sizes[0], least):
+        while not is_exported("S", small, least):
             least += step
         for room in range(least + step, least + 2 * stack, 8 * step):
-            self.assertTrue(export(sizes[1], room), room - least)
+            self.assertTrue(is_exported("L", large, room), room - least)
 
 
 class FullDisk(Limited):
@@ -186,10 +173,9 @@ class FullDisk(Limited):
     def run_below(self, starve, words, given=b""):
         if starve:
             starve()
-        try:
-            return super().run_below(None, words, given)
-        finally:
-            (self.folder / "filler").unlink(missing_ok=True)
+        done = super().run_below(None, words, given)
+        (self.folder / "filler").unlink(missing_ok=True)
+        return done
 
     def test_room_on_the_disk(self):
         self.each_limit(self.leave, [0, 1, 2, *(random.randrange(150) for _ in range(ROUNDS or 5))])
@@ -200,43 +186,31 @@ class Hosts(Case):
 
     def setUp(self):
         super().setUp()
-        self.sim("create", self.library)
-        self.sim("access", self.library, AUTHORIZED)
+        self.create()
 
     def test_streams_that_do_not_block(self):
-        count = 20_000
-        (their_input, our_input), (our_output, their_output) = os.pipe(), os.pipe()
-        for end in (their_input, their_output):
-            os.set_blocking(end, False)
-        with subprocess.Popen([SIM, "serve", self.library], stdin=their_input,
-                              stdout=their_output) as helper:
-            os.close(their_input)
-            os.close(their_output)
-            ask = os.fdopen(our_input, "wb")
-            asking = threading.Thread(target=lambda: (ask.write(line("authorize") * count),
-                                                      ask.close()))
+        answers = b'{"ok":true,"status":"authorized"}\n' * 20_000
+        with Server(self.library, preexec_fn=lambda: [
+                os.set_blocking(stream, False) for stream in (0, 1)]) as server:
+            asking = threading.Thread(target=server.send, args=[line("authorize") * 20_000])
             asking.start()
             time.sleep(0.3)  # the pipes fill
-            with os.fdopen(our_output, "rb") as answers:
-                self.assertEqual(answers.read(),
-                                 b'{"ok":true,"status":"authorized"}\n' * count)
+            self.assertTrue(server.stdout.read(len(answers)) == answers)
             asking.join()
-        self.assertEqual(helper.returncode, 0)
+        self.assertEqual(server.returncode, 0)
 
     def test_a_missing_descriptor_and_a_deleted_folder(self):
         deleted = self.folder / "deleted"
-        deleted.mkdir()
 
         def leave():
             os.close(2)
             deleted.rmdir()
 
-        with Server(self.library, cwd=deleted, stderr=None, preexec_fn=leave) as server:
-            self.assertTrue(server.ask("authorize")["ok"])
-            self.assertEqual(os.readlink(f"/proc/{server.process.pid}/fd/2"), "/dev/null")
-        deleted.mkdir()
-        with Server("Library", cwd=deleted, stderr=None, preexec_fn=leave) as server:
-            self.assertEqual(server.ask("authorize")["status"], "authorization_1")
+        for library, status in [(self.library, "authorized"), ("Library", "authorization_1")]:
+            deleted.mkdir()
+            with Server(library, cwd=deleted, preexec_fn=leave) as server:
+                self.assertEqual(server.ask("authorize")["status"], status)
+                self.assertEqual(os.readlink(f"/proc/{server.pid}/fd/2"), "/dev/null")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""What the stress tests share: the programs, libraries to try them on, what must hold of one."""
+"""What tests share: the programs, libraries to try them on, what must hold of one."""
 
 import atexit
 import collections
@@ -13,6 +13,7 @@ import subprocess
 import tempfile
 import unittest
 
+ROOT = pathlib.Path(__file__).resolve().parents[1]
 BUILD = pathlib.Path(os.environ["BUILD"]).resolve()
 SIM = BUILD / "photos-sim"
 KILLER = BUILD / "tests" / "kill_at_write.so"
@@ -24,47 +25,63 @@ TRIED = collections.Counter()
 atexit.register(lambda: print(*(f"{count} {what}" for what, count in TRIED.items()), sep="\n"))
 
 
-class Server:
-    """A helper on a library, asked one request at a time."""
-
-    def __init__(self, library, **more):
-        self.process = subprocess.Popen([SIM, "serve", library], **({
-            "stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | more))
-
-    def ask(self, command, **fields):
-        self.process.stdin.write(line(command, **fields))
-        self.process.stdin.flush()
-        return json.loads(self.process.stdout.readline())
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.process.communicate()
-
-
 def line(command, **fields):
     return json.dumps({"command": command, **fields}).encode() + b"\n"
+
+
+def photo(identifier, **more):
+    """An asset of a description, with one resource."""
+    content = {} if "size" in more else {"text": identifier}
+    return {"localIdentifier": identifier, "creationDate": 1, "resources": [
+        {"type": 1, "originalFilename": "a.jpg", **content, **more}]}
+
+
+class Server(subprocess.Popen):
+    """A helper on a library, asked one request at a time."""
+
+    def __init__(self, library, *words, **more):
+        super().__init__([SIM, "serve", library, *words], **({
+            "stdin": subprocess.PIPE, "stdout": subprocess.PIPE} | more))
+
+    def send(self, request):
+        self.stdin.write(request)
+        self.stdin.flush()
+
+    def answer(self):
+        return json.loads(self.stdout.readline())
+
+    def ask(self, command, **fields):
+        self.send(line(command, **fields))
+        return self.answer()
 
 
 class Case(unittest.TestCase):
     """A test with a folder of its own, `self.folder`, in which all its programs run."""
 
     def setUp(self):
-        # In memory: what a killed program has written is the system's, so that waiting for a disk
-        # would show nothing more.
-        folder = tempfile.TemporaryDirectory(prefix="photos-helper-stress-",
-                                             dir=os.environ.get("TMPDIR", "/dev/shm"))
+        # In memory, where it can be: what a killed program has written is the system's, so that
+        # waiting for a disk would show nothing more.
+        folder = tempfile.TemporaryDirectory(prefix="photos-helper-", dir=os.environ.get(
+            "TMPDIR", "/dev/shm" if os.path.isdir("/dev/shm") else None))
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
         self.library = self.folder / "Library"
 
+    def run_sim(self, *words, **more):
+        """Runs photos-sim; how it ended and what it wrote, as bytes."""
+        return subprocess.run([SIM, *words], cwd=self.folder, capture_output=True, check=False,
+                              **more)
+
     def sim(self, *words):
-        """Runs photos-sim; its standard output."""
-        done = subprocess.run([SIM, *words], cwd=self.folder, capture_output=True, text=True,
-                              check=False)
+        """The standard output of a run that succeeds."""
+        done = self.run_sim(*words)
         self.assertEqual(done.returncode, 0, f"{words}: {done.stderr}")
-        return done.stdout
+        return done.stdout.decode()
+
+    def create(self, *assets, library="Library", **description):
+        (self.folder / "description.json").write_text(
+            json.dumps({"authorization": 3, "assets": assets, **description}))
+        self.sim("create", library, "--from", "description.json")
 
     def make_photos(self, name, count, size=3000):
         """A folder of photos, each of other bytes, and their digests."""
@@ -73,8 +90,8 @@ class Case(unittest.TestCase):
         digests = set()
         for number in range(count):
             content = f"{name} {number} ".encode() * (size // 10)
-            digests.add(hashlib.sha256(content).hexdigest())
             (photos / f"IMG_{number:04}_{'x' * 200}.JPG").write_bytes(content)
+            digests.add(hashlib.sha256(content).hexdigest())
         return photos, digests
 
     def make_library(self, count=4, **more):
@@ -82,8 +99,7 @@ class Case(unittest.TestCase):
         photos, digests = self.make_photos("first", count, **more)
         self.sim("import", self.library, photos)
         self.sim("access", self.library, AUTHORIZED)
-        with Server(self.library) as server:
-            held = self.contents(server)
+        held = self.contents()
         self.assertEqual(set(held.values()), digests)
         return held
 
@@ -104,26 +120,23 @@ class Case(unittest.TestCase):
         with contextlib.closing(sqlite3.connect(self.library / "library.sqlite")) as database:
             return database.execute(query).fetchall()
 
-    def contents(self, server):
+    def contents(self):
         """The digest of each asset, as it was exported: all fit on one page. Of several resources
         the last counts."""
-        digests, listed = {}, set()
-        for summary in server.ask("discover", limit=500)["assets"]:
-            answer = server.ask("export", **{key: summary[key] for key in (
-                "assetID", "photoKitResourceType")}, destination="/dev/null")
-            self.assertEqual(answer["status"], "exported", answer)
-            resource = summary["assetID"], summary["photoKitResourceType"]
-            self.assertNotIn(resource, listed)
-            listed.add(resource)
-            digests[summary["assetID"]] = answer["sha256"]
+        digests = {}
+        with Server(self.library) as server:
+            for summary in server.ask("discover", limit=500)["assets"]:
+                original = {key: summary[key] for key in ("assetID", "photoKitResourceType")}
+                answer = server.ask("export", **original, destination="/dev/null")
+                self.assertTrue(answer["ok"], answer)
+                digests[summary["assetID"]] = answer["sha256"]
         return digests
 
     def assert_whole(self):
         """The library opens, is intact, holds no file that is not its own, and delivers every byte
         of every asset, whose digests this gives."""
         self.sim("access", self.library)
-        with Server(self.library) as server:
-            digests = set(self.contents(server).values())
+        digests = set(self.contents().values())
         self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
         self.assertLessEqual({file.name for file in self.library.iterdir()}, {
             "originals", "library.sqlite", "library.sqlite-wal", "library.sqlite-shm"})
