@@ -23,8 +23,7 @@ Result addDescribed(library::Library& library, const std::filesystem::path& fold
   Result added = row ? Result() : std::unexpected(row.error());
   for (const DescribedResource& each : described.resources) {
     library::Resource resource{.type = std::to_underlying(each.type),
-                               .originalFilename = each.originalFilename,
-                               .cloud = each.isInCloud};
+                               .originalFilename = each.originalFilename};
     std::string text;
     for (const std::string& chunk : each.chunks) {
       text += chunk;
@@ -45,7 +44,6 @@ void makeLibrary(const std::filesystem::path& folder, const DescribedLibrary& de
       .authorizationStatus = std::to_underlying(described.authorizationStatus),
       .promptAnswer = std::to_underlying(described.promptAnswer),
       .userLibraryAlbum = described.userLibraryAlbum,
-      .opensURLs = described.opensURLs,
       .deletionSuccess = described.deletionSuccess,
       .deletionError = described.deletionError};
   const Result made = library::Library::make(folder, settings, [&](library::Library& library) {

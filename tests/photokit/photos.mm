@@ -84,9 +84,6 @@ PROPERTY(NSUInteger, count, objects_.size())
   [StandInTemporary leave];
   [super dealloc];
 }
-- (id)copyWithZone:(NSZone*)zone {
-  return [self retain];
-}
 /// Objects are there from when they are asked for.
 - (id)fault:(NSUInteger)index {
   if (index >= objects_.size()) {
@@ -117,9 +114,6 @@ PROPERTY(NSUInteger, count, objects_.size())
 
 @implementation PHObject
 PROPERTY(NSString*, localIdentifier, stand_in::string(described_->localIdentifier))
-- (id)copyWithZone:(NSZone*)zone {
-  return [self retain];
-}
 @end
 
 @implementation PHAsset

@@ -54,7 +54,6 @@ struct World {
   Library library = smallLibrary();
   std::mutex mutex;
   std::string calls;
-  StandInQueue queue;
 };
 
 World& world() {
@@ -74,7 +73,7 @@ Library smallLibrary() {
                      .creationDate = 5.5,
                      .modificationDate = 6,
                      .resources = {{photo, "IMG_0001.CR2", {"ab", "", "c"}},
-                                   {pairedVideo, "IMG_0001.MOV", {"video"}, true}}}};
+                                   {pairedVideo, "IMG_0001.MOV", {"video"}}}}};
   return library;
 }
 
@@ -94,7 +93,7 @@ std::string takeCalls() {
 
 void waitForCallbacks() {
   std::promise<void> done;
-  world().queue.async([&] { done.set_value(); });
+  dispatch_get_main_queue()->async([&] { done.set_value(); });
   done.get_future().wait();
 }
 
@@ -121,7 +120,7 @@ void answer(void (^callbacks)(void)) {
   if (library().answersAtOnce) {
     answers();
   } else {
-    world().queue.async(answers);
+    dispatch_get_main_queue()->async(answers);
   }
   if (library().raisesOnceQueued) {
     [NSException raise:NSInternalInconsistencyException format:@"raised once queued"];
