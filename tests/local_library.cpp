@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "library/library.h"
 #include "library/originals.h"
 #include "platform/local/local_platform.h"
 #include "tests/temporary_folder.h"
@@ -12,6 +13,8 @@
 namespace tests {
 
 using library::Result;
+
+namespace {
 
 Result addDescribed(library::Library& library, const std::filesystem::path& folder,
                     const DescribedAsset& described) {
@@ -37,6 +40,8 @@ Result addDescribed(library::Library& library, const std::filesystem::path& fold
   }
   return added;
 }
+
+}  // namespace
 
 void makeLibrary(const std::filesystem::path& folder, const DescribedLibrary& described) {
   std::filesystem::create_directories(folder);

@@ -1,14 +1,12 @@
-// The programs themselves over pipes, where a transcript would be too long.
+// The programs themselves over pipes: what no transcript can say.
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <iterator>
 #include <string>
-#include <vector>
 
 #include "sim/child_process.h"
 #include "tests/temporary_folder.h"
@@ -19,50 +17,12 @@ namespace {
 namespace fs = std::filesystem;
 using sim::ChildProcess;
 
-/// All answers to all lines, sent in one go.
-std::string answers(std::vector<std::string> command, const std::string& lines,
-                    const TemporaryFolder& folder) {
-  ChildProcess program(std::move(command), folder.path());
-  auto sender = std::async(std::launch::async, [&] {
-    program.write(lines);
-    program.closeInput();
-  });
-  std::string output = program.readToEnd();
-  sender.get();
-  EXPECT_EQ(program.wait(), 0);
-  EXPECT_EQ(program.errors(), "");
-  return output;
-}
-
 void makeLibrary(const std::string& assets, const TemporaryFolder& folder) {
   std::ofstream(folder.path() / "description.json")
       << R"({"authorization":3,"userLibraryAlbum":"/ALBUM/L0/020","assets":[)" << assets << "]}";
   ChildProcess program({PHOTOS_SIM, "create", "Library", "--from", "description.json"},
                        folder.path());
   ASSERT_EQ(program.wait(), 0) << program.errors();
-}
-
-TEST(Serving, AnswersThousandsOfLinesOfAllKindsInOrder) {
-  const TemporaryFolder folder;
-  makeLibrary(R"({"creationDate":1})", folder);
-  std::string lines;
-  std::string expected;
-  const auto add = [&](const std::string& line, const std::string& answer) {
-    lines += line + "\n";
-    expected += answer + "\n";
-  };
-  for (int number = 0; number < 5000; ++number) {
-    add(R"({"command":"discover","limit":1,"offset":)" + std::to_string(-number - 1) + "}",
-        R"({"ok":true,"status":"discovered","assets":[],"nextOffset":)" + std::to_string(-number) +
-            "}");
-    add(std::string(static_cast<std::size_t>(number % 300), '\xF0'),
-        R"({"ok":false,"status":"invalid_request"})");
-    add(R"({"command":"authorize"})", R"({"ok":true,"status":"authorized"})");
-    const std::size_t length = number == 2500 ? 8'000'000 : 1;  // lines may be of any length
-    add(R"({"command":"coffee","note":")" + std::string(length, 'x') + "\"}",
-        R"({"ok":false,"status":"invalid_request","error":"Unknown command"})");
-  }
-  EXPECT_TRUE(answers({PHOTOS_SIM, "serve", "Library"}, lines, folder) == expected);
 }
 
 TEST(Serving, GoesOnWhenNobodyReadsItsAnswersAnyMore) {
@@ -92,14 +52,16 @@ TEST(PhotosHelper, ServesTheLibraryInTheUsersHomeFolder) {
   }
   const std::string serve =
       inNamespace + "mount --bind " + home + "/passwd /etc/passwd && exec " + PHOTOS_HELPER + "'";
-  const std::string request = "{\"command\":\"discover\"}\n";
-  EXPECT_EQ(answers({"/bin/sh", "-c", serve}, request, folder),
-            "{\"ok\":false,\"status\":\"authorization_1\"}\n");
+  const auto answer = [&] {
+    ChildProcess program({"/bin/sh", "-c", serve}, folder.path());
+    program.write("{\"command\":\"discover\"}\n");
+    return program.readLine();
+  };
+  EXPECT_EQ(answer(), "{\"ok\":false,\"status\":\"authorization_1\"}\n");
   makeLibrary("", folder);
   fs::create_directories(folder.path() / "Pictures");
   fs::rename(folder.path() / "Library", folder.path() / "Pictures" / "Photos Library");
-  EXPECT_EQ(answers({"/bin/sh", "-c", serve}, request, folder),
-            "{\"ok\":true,\"status\":\"discovered\",\"assets\":[]}\n");
+  EXPECT_EQ(answer(), "{\"ok\":true,\"status\":\"discovered\",\"assets\":[]}\n");
 }
 
 TEST(Serving, OpensURLsWithTheDesktopsOpenerAndKeepsItsNoiseAway) {

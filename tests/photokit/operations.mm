@@ -62,12 +62,12 @@ NSError* newError(const std::optional<std::string>& description) {
 @end
 
 @implementation PHAssetChangeRequest
-+ (void)deleteAssets:(id<NSFastEnumeration>)assets {
++ (void)deleteAssets:(PHFetchResult*)assets {
   std::set<std::string> asked;
-  std::string list = [static_cast<id>(assets) isKindOfClass:[PHFetchResult class]] ? "result" : "";
-  for (PHAsset* const asset in assets) {
-    asked.insert(asset->described_->localIdentifier);
-    list += " " + asset->described_->localIdentifier;
+  std::string list;
+  for (const tests::DescribedAsset* const asset : assets->objects_) {
+    asked.insert(asset->localIdentifier);
+    list += (list.empty() ? "" : " ") + asset->localIdentifier;
   }
   called("deleteAssets:", list);
   deletions = std::move(asked);

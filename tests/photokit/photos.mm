@@ -99,17 +99,6 @@ PROPERTY(NSUInteger, count, objects_.size())
 - (id)firstObject {
   return called("firstObject") || objects_.empty() ? nil : [self fault:0];
 }
-- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState*)state
-                                  objects:(id*)buffer
-                                    count:(NSUInteger)length {
-  if (state->state == objects_.size()) {
-    return 0;
-  }
-  *buffer = [self fault:state->state++];
-  state->itemsPtr = buffer;
-  state->mutationsPtr = &state->extra[0];
-  return 1;
-}
 @end
 
 @implementation PHObject

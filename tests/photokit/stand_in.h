@@ -17,7 +17,8 @@ struct Library : tests::DescribedLibrary {
   std::set<std::string> deleted = {};
   /// Callbacks come before the call that took them returns, not from the main queue.
   bool answersAtOnce = false;
-  /// How often callbacks come, and whether the call that took them raises all the same.
+  /// How often callbacks come, and whether the call that took them raises all the same: those that
+  /// do not come at once then come with waitForCallbacks().
   int answers = 1;
   bool raisesOnceQueued = false;
   /// Methods that raise an exception, and methods that give nil.

@@ -54,6 +54,7 @@ struct World {
   Library library = smallLibrary();
   std::mutex mutex;
   std::string calls;
+  std::function<void()> late;
 };
 
 World& world() {
@@ -93,7 +94,12 @@ std::string takeCalls() {
 
 void waitForCallbacks() {
   std::promise<void> done;
-  dispatch_get_main_queue()->async([&] { done.set_value(); });
+  dispatch_get_main_queue()->async([&] {
+    if (const auto late = std::exchange(world().late, nullptr)) {
+      late();
+    }
+    done.set_value();
+  });
   done.get_future().wait();
 }
 
@@ -119,6 +125,8 @@ void answer(void (^callbacks)(void)) {
   };
   if (library().answersAtOnce) {
     answers();
+  } else if (library().raisesOnceQueued) {
+    world().late = answers;
   } else {
     dispatch_get_main_queue()->async(answers);
   }
