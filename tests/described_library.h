@@ -14,8 +14,6 @@ struct DescribedResource {
   std::string originalFilename;
   /// What is delivered, one after the other.
   std::vector<std::string> chunks = {};
-  /// Held only in the cloud: delivered when the request allows network access.
-  bool isInCloud = false;
   /// What the delivery ends with behind its chunks.
   std::optional<std::string> error = {};
 };
@@ -38,8 +36,6 @@ struct DescribedLibrary {
   /// What a deletion ends with. Without success nothing is deleted.
   bool deletionSuccess = true;
   std::optional<std::string> deletionError = {};
-  /// What opening a URL answers.
-  bool opensURLs = true;
 };
 
 }  // namespace tests

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "library/library.h"
 #include "library/originals.h"
 #include "platform/local/local_platform.h"
 #include "tests/temporary_folder.h"
@@ -12,6 +13,8 @@
 namespace tests {
 
 using library::Result;
+
+namespace {
 
 Result addDescribed(library::Library& library, const std::filesystem::path& folder,
                     const DescribedAsset& described) {
@@ -23,8 +26,7 @@ Result addDescribed(library::Library& library, const std::filesystem::path& fold
   Result added = row ? Result() : std::unexpected(row.error());
   for (const DescribedResource& each : described.resources) {
     library::Resource resource{.type = std::to_underlying(each.type),
-                               .originalFilename = each.originalFilename,
-                               .cloud = each.isInCloud};
+                               .originalFilename = each.originalFilename};
     std::string text;
     for (const std::string& chunk : each.chunks) {
       text += chunk;
@@ -39,13 +41,14 @@ Result addDescribed(library::Library& library, const std::filesystem::path& fold
   return added;
 }
 
+}  // namespace
+
 void makeLibrary(const std::filesystem::path& folder, const DescribedLibrary& described) {
   std::filesystem::create_directories(folder);
   const library::Settings settings{
       .authorizationStatus = std::to_underlying(described.authorizationStatus),
       .promptAnswer = std::to_underlying(described.promptAnswer),
       .userLibraryAlbum = described.userLibraryAlbum,
-      .opensURLs = described.opensURLs,
       .deletionSuccess = described.deletionSuccess,
       .deletionError = described.deletionError};
   const Result made = library::Library::make(folder, settings, [&](library::Library& library) {

@@ -4,16 +4,10 @@
 #include <filesystem>
 #include <memory>
 
-#include "library/library.h"
 #include "photos/platform.h"
 #include "tests/described_library.h"
 
 namespace tests {
-
-/// Adds an asset to a library.
-[[nodiscard]] library::Result addDescribed(library::Library& library,
-                                           const std::filesystem::path& folder,
-                                           const DescribedAsset& asset);
 
 /// Makes the library in a new folder, or fails the test.
 void makeLibrary(const std::filesystem::path& folder, const DescribedLibrary& library);

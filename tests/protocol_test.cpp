@@ -1,7 +1,6 @@
-// How a request is read, and how an answer is written.
+// How an answer is written, to the byte.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -20,20 +19,6 @@ using namespace std::string_literals;
 using protocol::AssetSummary;
 using protocol::Request;
 using protocol::Response;
-
-TEST(RequestDecoder, ReadsBytesThatAreNotUTF8AsReplacementCharacters) {
-  protocol::RequestDecoder decoder;
-  const auto request = decoder
-                           .decode(
-                               "{\"x\xFF\":\"\xFF\",\"command\":\"caf\u00e9\xC3\",\"assetID\":\""
-                               "\xE2\x82\\u00ac\x80\xF0\x9F\",\"assetIDs\":[\"\xED\xA0\x80\"]}")
-                           .value_or(Request{});
-  EXPECT_EQ(request.command, "caf\u00e9\uFFFD");
-  EXPECT_EQ(request.assetID, "\uFFFD\u00ac\uFFFD\uFFFD");
-  EXPECT_EQ(request.assetIDs, std::vector{"\uFFFD"s});
-  EXPECT_FALSE(decoder.decode("{\"command\":\"x\"}\xFF"));
-  EXPECT_FALSE(decoder.decode("\xEF\xBB\xBF{\"command\":\"x\"}"));
-}
 
 TEST(ResponseEncoder, WritesWhatIsSetAndNothingElse) {
   Response response{.ok = false, .status = "s"};
@@ -69,28 +54,22 @@ TEST(ResponseEncoder, WritesWhatIsSetAndNothingElse) {
       R"("isLivePhotoImage":true,"isCurrentEdit":true}],"nextOffset":-9223372036854775808})");
 }
 
-/// The number that an answer gives as createdAt.
-std::string writtenDate(double date) {
-  Response response{.ok = true, .status = "", .assets = std::vector<AssetSummary>(1)};
-  response.assets->front().createdAt = date;
-  const std::string text = encode(response).value_or("");
-  const std::size_t begin = text.find("createdAt") + "createdAt\":"s.size();
-  return text.substr(begin, text.find(',', begin) - begin);
-}
-
 TEST(ResponseEncoder, WritesDatesThatReadBackAsTheSame) {
   std::vector<double> dates{0.1, -0.0, 1e22, 5e-324, 1.7976931348623157e308, 1700000000.123456};
   std::mt19937_64 random;  // NOLINT(bugprone-random-generator-seed): the same dates each time
   while (dates.size() < 500) {
-    dates.push_back(std::bit_cast<double>(random()));
     dates.push_back(std::ldexp(static_cast<double>(random()), -33) - 1e9);
+    dates.push_back(std::ldexp(static_cast<double>(random()), static_cast<int>(dates.size())));
   }
   protocol::RequestDecoder decoder;
   for (const double date : dates) {
-    if (std::isfinite(date)) {
-      const auto request = decoder.decode(R"({"command":"","cutoff":)" + writtenDate(date) + "}");
-      EXPECT_EQ(request.value_or(Request{}).cutoff, date) << writtenDate(date);
-    }
+    Response response{.ok = true, .status = "", .assets = std::vector<AssetSummary>(1)};
+    response.assets->front().createdAt = date;
+    const std::string text = encode(response).value_or("");
+    const std::size_t begin = text.find("createdAt") + "createdAt\":"s.size();
+    const std::string written = text.substr(begin, text.find(',', begin) - begin);
+    const auto request = decoder.decode(R"({"command":"","cutoff":)" + written + "}");
+    EXPECT_EQ(request.value_or(Request{}).cutoff, date) << written;
   }
 }
 
@@ -99,7 +78,7 @@ TEST(ResponseEncoder, WritesNothingForADateThatIsNoMoment) {
     Response response{.ok = true, .status = "", .assets = std::vector<AssetSummary>(2)};
     response.assets->back().createdAt = date;
     EXPECT_EQ(encode(response), std::nullopt);
-    response.assets->back().createdAt = 0;
+    response.assets->back() = {};
     response.assets->back().modifiedAt = date;
     EXPECT_EQ(encode(response), std::nullopt);
   }

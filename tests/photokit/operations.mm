@@ -41,9 +41,6 @@ NSError* newError(const std::optional<std::string>& description) {
 + (void)requestAuthorizationForAccessLevel:(PHAccessLevel)level
                                    handler:(void (^)(PHAuthorizationStatus status))handler {
   called("requestAuthorizationForAccessLevel:handler:", std::to_string(level));
-  if (library().authorizationStatus == photos::AuthorizationStatus::notDetermined) {
-    library().authorizationStatus = library().promptAnswer;
-  }
   stand_in::answer(^{
     handler(PHAuthorizationStatus{std::to_underlying(library().authorizationStatus)});
   });
@@ -65,12 +62,12 @@ NSError* newError(const std::optional<std::string>& description) {
 @end
 
 @implementation PHAssetChangeRequest
-+ (void)deleteAssets:(id<NSFastEnumeration>)assets {
++ (void)deleteAssets:(PHFetchResult*)assets {
   std::set<std::string> asked;
-  std::string list = [static_cast<id>(assets) isKindOfClass:[PHFetchResult class]] ? "result" : "";
-  for (PHAsset* const asset in assets) {
-    asked.insert(asset->described_->localIdentifier);
-    list += " " + asset->described_->localIdentifier;
+  std::string list;
+  for (const tests::DescribedAsset* const asset : assets->objects_) {
+    asked.insert(asset->localIdentifier);
+    list += (list.empty() ? "" : " ") + asset->localIdentifier;
   }
   called("deleteAssets:", list);
   deletions = std::move(asked);
@@ -92,19 +89,17 @@ NSError* newError(const std::optional<std::string>& description) {
             dataReceivedHandler:(void (^)(NSData* data))dataReceivedHandler
               completionHandler:(void (^)(NSError* error))completionHandler {
   const tests::DescribedResource described = *resource->described_;
-  const bool isNetworkAllowed = [options isNetworkAccessAllowed] != NO;
   called("requestDataForAssetResource:options:dataReceivedHandler:completionHandler:",
-         described.originalFilename + (isNetworkAllowed ? " network" : ""));
-  const bool isAvailable = !described.isInCloud || isNetworkAllowed;
+         described.originalFilename + ([options isNetworkAccessAllowed] ? " network" : ""));
   stand_in::answer(^{
-    for (const std::string& chunk : isAvailable ? described.chunks : std::vector<std::string>()) {
+    for (const std::string& chunk : described.chunks) {
       // Foundation's init would make another kind of data of it.
       StandInData* const data = [StandInData alloc];
       data->bytes_ = chunk;
       dataReceivedHandler(data);
       [data release];
     }
-    NSError* const error = newError(isAvailable ? described.error : "It is in the cloud");
+    NSError* const error = newError(described.error);
     completionHandler(error);
     [error release];
   });
@@ -118,8 +113,7 @@ NSError* newError(const std::optional<std::string>& description) {
   return called("sharedWorkspace") ? nil : shared;
 }
 - (BOOL)openURL:(NSURL*)url {
-  called("openURL:", stand_in::text([url absoluteString]));
-  return library().opensURLs ? YES : NO;
+  return called("openURL:", stand_in::text([url absoluteString])) ? NO : YES;
 }
 @end
 

@@ -84,9 +84,6 @@ PROPERTY(NSUInteger, count, objects_.size())
   [StandInTemporary leave];
   [super dealloc];
 }
-- (id)copyWithZone:(NSZone*)zone {
-  return [self retain];
-}
 /// Objects are there from when they are asked for.
 - (id)fault:(NSUInteger)index {
   if (index >= objects_.size()) {
@@ -102,24 +99,10 @@ PROPERTY(NSUInteger, count, objects_.size())
 - (id)firstObject {
   return called("firstObject") || objects_.empty() ? nil : [self fault:0];
 }
-- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState*)state
-                                  objects:(id*)buffer
-                                    count:(NSUInteger)length {
-  if (state->state == objects_.size()) {
-    return 0;
-  }
-  *buffer = [self fault:state->state++];
-  state->itemsPtr = buffer;
-  state->mutationsPtr = &state->extra[0];
-  return 1;
-}
 @end
 
 @implementation PHObject
 PROPERTY(NSString*, localIdentifier, stand_in::string(described_->localIdentifier))
-- (id)copyWithZone:(NSZone*)zone {
-  return [self retain];
-}
 @end
 
 @implementation PHAsset

@@ -15,9 +15,10 @@ namespace stand_in {
 struct Library : tests::DescribedLibrary {
   /// Assets, by their identifiers.
   std::set<std::string> deleted = {};
-  /// Callbacks come before the call that took them returns, not from the frameworks' own queue.
+  /// Callbacks come before the call that took them returns, not from the main queue.
   bool answersAtOnce = false;
-  /// How often callbacks come, and whether the call that took them raises all the same.
+  /// How often callbacks come, and whether the call that took them raises all the same: those that
+  /// do not come at once then come with waitForCallbacks().
   int answers = 1;
   bool raisesOnceQueued = false;
   /// Methods that raise an exception, and methods that give nil.
@@ -25,8 +26,8 @@ struct Library : tests::DescribedLibrary {
   std::set<std::string> givingNil = {};
 };
 
-/// One video "V/L0/001", a photo without a date, and one photo "A/L0/001" with a paired video that
-/// is only in the cloud; the album "ALBUM/L0/040". It is served from the start.
+/// One video "V/L0/001", a photo without a date, and one photo "A/L0/001" with a paired video; the
+/// album "ALBUM/L0/040". It is served from the start.
 [[nodiscard]] Library smallLibrary();
 
 /// Serves another library, and forgets the calls.
@@ -39,7 +40,7 @@ Library& library();
 /// with a space before it and a semicolon behind it.
 [[nodiscard]] std::string takeCalls();
 
-/// Returns once the frameworks' queue has nothing left to do.
+/// Returns once the main queue has nothing left to do.
 void waitForCallbacks();
 
 // For the stand-ins themselves.
@@ -47,7 +48,7 @@ void waitForCallbacks();
 /// Takes down the call. Raises when the method is to; true when it is to give nil.
 bool called(const std::string& method, const std::string& arguments = {});
 
-/// Calls back from the frameworks' queue, or at once.
+/// Calls back from the main queue, which a request must leave free, or at once.
 void answer(void (^callbacks)(void));
 
 [[nodiscard]] std::string text(NSString* string);

@@ -54,7 +54,7 @@ struct World {
   Library library = smallLibrary();
   std::mutex mutex;
   std::string calls;
-  StandInQueue queue;
+  std::function<void()> late;
 };
 
 World& world() {
@@ -74,7 +74,7 @@ Library smallLibrary() {
                      .creationDate = 5.5,
                      .modificationDate = 6,
                      .resources = {{photo, "IMG_0001.CR2", {"ab", "", "c"}},
-                                   {pairedVideo, "IMG_0001.MOV", {"video"}, true}}}};
+                                   {pairedVideo, "IMG_0001.MOV", {"video"}}}}};
   return library;
 }
 
@@ -94,7 +94,12 @@ std::string takeCalls() {
 
 void waitForCallbacks() {
   std::promise<void> done;
-  world().queue.async([&] { done.set_value(); });
+  dispatch_get_main_queue()->async([&] {
+    if (const auto late = std::exchange(world().late, nullptr)) {
+      late();
+    }
+    done.set_value();
+  });
   done.get_future().wait();
 }
 
@@ -120,8 +125,10 @@ void answer(void (^callbacks)(void)) {
   };
   if (library().answersAtOnce) {
     answers();
+  } else if (library().raisesOnceQueued) {
+    world().late = answers;
   } else {
-    world().queue.async(answers);
+    dispatch_get_main_queue()->async(answers);
   }
   if (library().raisesOnceQueued) {
     [NSException raise:NSInternalInconsistencyException format:@"raised once queued"];

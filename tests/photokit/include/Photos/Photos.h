@@ -42,7 +42,7 @@ typedef int32_t PHAssetResourceDataRequestID;
 @property(nonatomic, strong, nullable) NSArray<NSSortDescriptor*>* sortDescriptors;
 @end
 
-@interface PHFetchResult<__covariant ObjectType> : NSObject <NSCopying, NSFastEnumeration> {
+@interface PHFetchResult<__covariant ObjectType> : NSObject {
  @public
   Class kind_;
   std::vector<const tests::DescribedAsset*> objects_;
@@ -52,7 +52,7 @@ typedef int32_t PHAssetResourceDataRequestID;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 @end
 
-@interface PHObject : NSObject <NSCopying> {
+@interface PHObject : NSObject {
  @public
   const tests::DescribedAsset* described_;
 }
@@ -100,7 +100,7 @@ typedef int32_t PHAssetResourceDataRequestID;
 @end
 
 @interface PHAssetChangeRequest : NSObject
-+ (void)deleteAssets:(id<NSFastEnumeration>)assets;
++ (void)deleteAssets:(PHFetchResult<PHAsset*>*)assets;
 @end
 
 NS_ASSUME_NONNULL_END
