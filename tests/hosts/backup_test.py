@@ -341,7 +341,7 @@ class Backups(Case):
         self.assertEqual(process.returncode, 1)
         self.assertRegex(said, "Interrupted.*the same command goes on")
         self.assertNotIn(b"\n", drawn)
-        self.assertIn("left  日本".encode(), drawn)
+        self.assertIn("  日本\\x1b日本".encode(), drawn)
         self.assertNotIn(b"\x1b", drawn)
         self.assertFalse(list(self.out.glob("**/.*")))
         self.assert_saved(*MANY[:9])
