@@ -45,7 +45,7 @@ def locked(path: pathlib.Path, make: bool) -> Iterator[None]:
         raise Stop(f"{shown(str(path))}: the helper takes only paths in UTF-8", 2) from None
     try:
         if made:
-            path.mkdir()
+            path.mkdir(exist_ok=True)
         descriptor = os.open(path, os.O_RDONLY | os.O_DIRECTORY)
     except OSError as error:
         raise Stop(f"{shown(str(path))}: {error.strerror}; FOLDER is to be a folder, or a new one "
@@ -104,6 +104,8 @@ def reclaim(backup: LibraryBackup, sure: bool) -> bool:
     reason = backup.reclaim(whole)
     left = len(whole) - backup.reclaimed
     print(f"Moved {backup.reclaimed:,} assets to Recently Deleted.")
+    for text in backup.warnings:
+        print(f"The system said to that: {shown(text)}")
     if left:
         print(f"Not moved: {left:,} assets: {shown(reason or CHANGED)}")
     return not left
@@ -228,7 +230,7 @@ def main() -> int:
         complain(error)
         return {NoAccess: 3, Stop: getattr(error, "status", 1)}.get(type(error), 1)
     except KeyboardInterrupt:
-        print("Interrupted; nothing was changed.", file=sys.stderr)
+        print("Interrupted. What is saved stays saved.", file=sys.stderr)
         return 1
 
 

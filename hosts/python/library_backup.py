@@ -45,6 +45,7 @@ class LibraryBackup:
         self.failures: dict[Key, str] = {}
         self.exported = self.reclaimed = 0
         self.unsure = 0  # assets that were to be moved, without an answer
+        self.warnings: list[str] = []  # of reclaims that succeeded
         # Of what was read back, by asset and path: what is moved still has to be as it was.
         self._read: dict[str, dict[str, tuple[int, int]]] = {}
         self._tries: collections.Counter[Key] = collections.Counter()
@@ -124,7 +125,7 @@ class LibraryBackup:
             finally:
                 saver.close()
         if saver.error:
-            raise Stop(f"{self.folder}: {saver.error.strerror}")
+            raise Stop(f"{self.folder}: {saver.error}")
 
     def _jobs(self, todo: list[tuple[Asset, list[int]]]) -> Iterator[Job]:
         number = 0
@@ -253,12 +254,14 @@ class LibraryBackup:
                 self.journal.sync()
                 try:
                     self.unsure = len(group)
-                    self.helper.reclaim([each.asset_id for each in group])
+                    if text := self.helper.reclaim([each.asset_id for each in group]):
+                        self.warnings.append(text)
                     self.unsure = 0
                     self.reclaimed += len(group)
                     group = []
                     break
                 except NoAccess:
+                    self.unsure = 0
                     raise
                 except (Refused, NoAnswer) as error:
                     reason = error.text

@@ -16,6 +16,7 @@ import fcntl
 import hashlib
 import json
 import math
+import operator
 import os
 import pathlib
 import select
@@ -85,7 +86,7 @@ class Exported:
 
     @staticmethod
     def read(answer: dict[str, Any]) -> Exported:
-        return Exported(int(answer["bytes"]), str(answer["sha256"]))
+        return Exported(operator.index(answer["bytes"]), str(answer["sha256"]))
 
 
 class PhotosHelper(contextlib.AbstractContextManager):
@@ -127,7 +128,7 @@ class PhotosHelper(contextlib.AbstractContextManager):
     def estimate(self, asset_id: str, resource_type: int) -> int:
         """The resource's bytes. Reads all of it, and downloads it first if need be."""
         return self._ask("estimate", "estimated", self.answer_seconds,
-                         lambda answer: int(answer["bytes"]),
+                         lambda answer: operator.index(answer["bytes"]),
                          assetID=asset_id, photoKitResourceType=resource_type)
 
     def export(self, asset_id: str, resource_type: int, path: pathlib.Path) -> Exported:
@@ -146,12 +147,16 @@ class PhotosHelper(contextlib.AbstractContextManager):
             sync_folder(path.parent, full_sync)
             return exported
         finally:
+            if self._unanswered:  # the helper may still write to it
+                self.kill()
             partial.unlink(missing_ok=True)
 
-    def reclaim(self, asset_ids: list[str]) -> None:
-        """Moves all of the assets to Recently Deleted, or none, and is never repeated here. After
-        NoAnswer, and after Refused with "missing", list again to see what is left."""
-        self._ask("reclaim", "moved_to_recently_deleted", math.inf, assetIDs=asset_ids)
+    def reclaim(self, asset_ids: list[str]) -> str:
+        """Moves all of the assets to Recently Deleted, or none, and is never repeated here. Gives
+        what the system may have to say although it has done it. After NoAnswer, and after Refused
+        with "missing", list again to see what is left."""
+        return self._ask("reclaim", "moved_to_recently_deleted", math.inf,
+                         lambda answer: str(answer.get("error", "")), assetIDs=asset_ids)
 
     def open(self, asset_id: str) -> None:
         """Shows the asset in the Photos application."""
@@ -174,6 +179,7 @@ class PhotosHelper(contextlib.AbstractContextManager):
         if process:
             with contextlib.suppress(ProcessLookupError, PermissionError):
                 os.killpg(process.pid, signal.SIGKILL)
+            process.kill()  # it may have left its group
             process.wait()
             for stream in (process.stdin, process.stdout, self._complaints):
                 stream.close()
@@ -230,10 +236,14 @@ class PhotosHelper(contextlib.AbstractContextManager):
         process, size, since = self._process, -1, time.monotonic()
         while True:
             if self._unsent:
-                # A broken pipe shows again at the end of the output, behind the last answer.
-                with contextlib.suppress(BlockingIOError, BrokenPipeError):
+                try:
                     written = os.write(process.stdin.fileno(), self._unsent)
                     self._unsent = self._unsent[written:]
+                except BlockingIOError:
+                    pass
+                except BrokenPipeError:
+                    # This shows again at the end of the output, behind the last answer.
+                    self._unsent = b""
             if b"\n" in self._received or len(self._received) > LONGEST_ANSWER:
                 break
             inputs = [process.stdin] if self._unsent else []

@@ -23,18 +23,19 @@ MOST_WAITING = 64
 
 
 class Saver:
-    """`saved(entry)` and `failed(entry, reason)` are called from other threads. `error` is set when
+    """`saved(entry)` and `failed(entry, reason)` are called from other threads. `error` tells why
     the journal can't be written: nothing is saved from then on."""
 
     def __init__(self, journal: Journal, saved: Callable[[Entry], None],
                  failed: Callable[[Entry, str], None]) -> None:
-        self.error: OSError | None = None
+        self.error = ""
         self._journal = journal
         self._saved, self._failed = saved, failed
         self._room = threading.Semaphore(MOST_WAITING)
+        self._closed = 0  # of the room: taken by close() for good
         self._checkers = ThreadPoolExecutor(THREADS)
         self._checked: queue.SimpleQueue[Entry | Absent | None] = queue.SimpleQueue()
-        self._namer = threading.Thread(target=self._name_all)
+        self._namer = threading.Thread(target=self._name_all, daemon=True)
         self._namer.start()
         self._synced: set[pathlib.Path] = set()
 
@@ -47,10 +48,21 @@ class Saver:
         self._checked.put(absent)
 
     def close(self) -> None:
-        """Returns when everything that was taken over has its name or has failed."""
-        self._checkers.shutdown()
-        self._checked.put(None)
-        self._namer.join()
+        """Returns when everything that was taken over has its name or has failed; that is waited
+        for when this is interrupted, too."""
+        try:
+            self._wait()
+        finally:
+            self._wait()
+            self._checkers.shutdown()
+            self._checked.put(None)
+            self._namer.join()
+
+    def _wait(self) -> None:
+        # Not by joining the threads: an interrupted join takes a thread for ended.
+        while self._closed < MOST_WAITING:
+            self._room.acquire()
+            self._closed += 1
 
     def _check(self, entry: Entry) -> None:
         temporary = f"{self._journal.folder}/{entry.temporary}"
@@ -86,7 +98,7 @@ class Saver:
             try:
                 self._name([each for each in group if each is not None])
             except OSError as error:
-                self.error = self.error or error
+                self.error = self.error or _reason(error)
 
     def _name(self, group: list[Entry | Absent]) -> None:
         root = self._journal.folder
@@ -101,26 +113,26 @@ class Saver:
         files = [each for each in told if isinstance(each, Entry)]
         try:
             if self.error:
-                raise self.error
+                raise OSError(self.error)
             self._journal.append(told)
         except OSError as error:
             for entry in files:
                 self._fail(entry, error)
             raise
-        failures: dict[str, OSError] = {}  # by file or folder
+        failures: dict[int | str, Exception] = {}  # of a file, by its entry's id, or of a folder
         for entry in files:
             try:
                 if entry.temporary:
                     self._journal.name(entry)
-            except OSError as error:
-                failures[entry.path] = error
+            except (OSError, ValueError) as error:
+                failures[id(entry)] = error
         for folder in {entry.path.rpartition("/")[0] for entry in files}:
             try:
                 self._sync(root / folder)
-            except OSError as error:
+            except (OSError, ValueError) as error:
                 failures[folder] = error
         for entry in files:
-            error = failures.get(entry.path) or failures.get(entry.path.rpartition("/")[0])
+            error = failures.get(id(entry)) or failures.get(entry.path.rpartition("/")[0])
             if error:
                 self._journal.forget(entry)
                 self._fail(entry, error)
@@ -139,5 +151,9 @@ class Saver:
     def _fail(self, entry: Entry, error: Exception) -> None:
         with contextlib.suppress(OSError):
             os.unlink(f"{self._journal.folder}/{entry.temporary}")
-        self._failed(entry, getattr(error, "strerror", None) or str(error))
+        self._failed(entry, _reason(error))
         self._room.release()
+
+
+def _reason(error: Exception) -> str:
+    return getattr(error, "strerror", None) or str(error)

@@ -179,6 +179,7 @@ class Backups(Case):
         self.assertEqual((status, output[1].count(b"Traceback")), (0, 0), output)
         self.assert_saved(*MANY)
         self.assertEqual(len(self.reclaimed()), len(MANY))
+        self.sim("review", self.library, self.folder / "record")
         self.assertFalse(list(self.out.glob("**/.*")))
 
     def test_what_others_do_meanwhile(self):
@@ -226,6 +227,17 @@ class Backups(Case):
         self.assertNotIn(b"\x1b", drawn)
         self.assertFalse(list(self.out.glob("**/.*")))
         self.assert_saved(*MANY[:9])
+
+    def test_interrupted_while_the_last_is_read_back(self):
+        self.create(asset("large", {"type": 1, "originalFilename": "a.mov", "size": 1 << 28}))
+        process = self.start()
+        record = self.folder / "record"
+        while not record.exists() or record.read_text().count("unavailable") < len(UNLISTED_TYPES):
+            time.sleep(0.01)
+        os.killpg(process.pid, signal.SIGTERM)
+        said = process.communicate(timeout=60)
+        self.assertEqual((process.returncode, "Interrupted" in said[0]), (1, True), said)
+        self.assertEqual(set(self.journal()), {("large", 1)})
 
 
 if __name__ == "__main__":

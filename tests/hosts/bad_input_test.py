@@ -5,9 +5,10 @@ import subprocess
 import sys
 import unittest
 
-from backing_up import HOSTS, LIVE, MANY, Case, digest
+from backing_up import DAY, HOSTS, LIVE, MANY, Case, asset, digest, resource
 from programs import SIM
 
+from ahead import AheadHelper, Job
 from photos_helper import HelperError, PhotosHelper
 
 
@@ -76,6 +77,22 @@ class BadInput(Case):
                 helper.export("a", 1, self.folder / "exported")
             self.assertEqual(list(self.folder.iterdir()), [])
             self.assertRaises(HelperError, helper.authorize)
+
+    def test_a_reclaim_waits_for_nothing(self):
+        photos = [asset(name, resource(1, name, **more), created=DAY + number) for number, (
+            name, more) in enumerate({"quick": {}, "slow": {"delay": 60}}.items())]
+        self.create(*photos, deletion={"success": True, "error": "odd"})
+        with AheadHelper([SIM, "serve", self.library], 300) as helper:
+            listed = list(helper.assets(limit=1))
+            self.assertEqual([each.asset_id for each in listed], ["quick", "slow"])
+            self.assertEqual(helper.estimate("quick", 1), 7)
+            jobs = [Job(each, 1, "", "", "", str(self.folder / each.asset_id), True)
+                    for each in listed]
+            job, exported = next(helper.export_all(iter(jobs)))
+            self.assertEqual((job, exported.bytes), (jobs[0], 7))
+            # The export that was given up ends with its helper.
+            self.assertEqual(helper.reclaim(["quick"]), "odd")
+        self.assertEqual(self.reclaimed(), {"quick"})
 
 
 class SmallDisk(Case):
