@@ -31,8 +31,11 @@ std::optional<photos::Date> optionalDate(Row& row, int column) {
 std::int64_t integer(Row& row) { return row.getColumn(0).getInt64(); }
 
 std::vector<std::int64_t> chunks(const std::string& text) {
-  std::istringstream numbers(text);
   std::vector<std::int64_t> lengths;
+  if (text.empty()) {
+    return lengths;  // as nearly always: a stream costs more than the row
+  }
+  std::istringstream numbers(text);
   for (std::int64_t length = 0; numbers >> length;) {
     lengths.push_back(length);
   }
@@ -300,8 +303,9 @@ std::expected<std::int64_t, Error> Library::addAsset(const Asset& asset) {
 Result Library::addResource(std::int64_t asset, const Resource& resource) {
   const auto& failure = resource.failure;
   return database_.run(
-      "INSERT INTO resource SELECT ?1, ifnull(max(position) + 1, 0), ?2, ?3, ?4, ?5, ?6, ?7, ?8, "
-      "?9, ?10, ?11, ?12 FROM resource WHERE asset = ?1",
+      "INSERT INTO resource VALUES (?1, "
+      "(SELECT ifnull(max(position) + 1, 0) FROM resource WHERE asset = ?1), "
+      "?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)",
       asset, resource.type, resource.originalFilename, resource.content.size,
       resource.content.sha256, resource.cloud, chunksText(resource.chunks), resource.delay,
       resource.bytesPerSecond, failure ? std::optional(failure->afterBytes) : std::nullopt,

@@ -30,7 +30,7 @@ CREATE TABLE library (
   deletionSuccess     INTEGER NOT NULL CHECK (deletionSuccess IN (0, 1)),
   deletionError       TEXT,
   deletionDelay       REAL NOT NULL CHECK (deletionDelay BETWEEN 0 AND 86400),
-  deletionCrash       INTEGER NOT NULL CHECK (deletionCrash IN (0, 1, 2)),
+  deletionCrash       INTEGER NOT NULL CHECK (deletionCrash BETWEEN 0 AND 2),
   networkReachable    INTEGER NOT NULL CHECK (networkReachable IN (0, 1))
 ) STRICT;
 
@@ -55,7 +55,7 @@ CREATE TABLE resource (
   delay             REAL NOT NULL DEFAULT 0 CHECK (delay BETWEEN 0 AND 86400),
   bytesPerSecond    INTEGER CHECK (bytesPerSecond > 0),
   failureAfterBytes INTEGER CHECK (failureAfterBytes >= 0),
-  failureKind       INTEGER CHECK (failureKind IN (0, 1, 2)),
+  failureKind       INTEGER CHECK (failureKind BETWEEN 0 AND 2),
   failureError      TEXT,
   PRIMARY KEY (asset, position)
 ) STRICT, WITHOUT ROWID;
