@@ -10,7 +10,8 @@ from typing import Any
 
 from photos_helper import Asset, Exported, HelperError, NoAccess, NoAnswer, PhotosHelper, Refused
 
-AHEAD = 8
+# So many that threads which read files back seldom have to wait for this one, nor it for them.
+AHEAD = 32
 
 
 @dataclass(slots=True)

@@ -12,7 +12,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 from ahead import AheadHelper, Job
 from journal import Absent, Entry, Journal
-from names import Names, folder_of
+from names import Names, folded, folder_of
 from photos_helper import (UNLISTED_TYPES, Asset, Exported, HelperError, NoAccess, NoAnswer,
                            Refused, check_and_sync)
 from progress import Progress
@@ -50,7 +50,7 @@ class LibraryBackup:
         self._read: dict[str, dict[str, tuple[int, int]]] = {}
         self._tries: collections.Counter[Key] = collections.Counter()
         self._silences = 0
-        self._names = Names(str(folder))
+        self._names = Names()
         for stem in journal.stems.values():
             self._names.claim(stem)
         # A helper that a killed run has left behind writes to other names than this run's.
@@ -129,14 +129,17 @@ class LibraryBackup:
 
     def _jobs(self, todo: list[tuple[Asset, list[int]]]) -> Iterator[Job]:
         number = 0
+        held: dict[str, set[str]] = {}  # by folder: its names when this began
         for asset, types in todo:
-            stem, paths = self._names.choose(
-                asset, types, self.journal.stems.get((asset.asset_id, asset.modified)))
-            self.journal.stems[asset.asset_id, asset.modified] = stem
             folder = f"{self.folder}/{folder_of(asset.created)}"
-            if folder not in self._folders:
+            if folder not in held:
                 os.makedirs(folder, exist_ok=True)
                 self._folders.add(folder)
+                held[folder] = {folded(each) for each in os.listdir(folder)}
+            stem, paths = self._names.choose(
+                asset, types, self.journal.stems.get((asset.asset_id, asset.modified)),
+                held[folder])
+            self.journal.stems[asset.asset_id, asset.modified] = stem
             for type_, path in zip(types, paths):
                 self._tries[asset.asset_id, type_] += 1
                 number += 1

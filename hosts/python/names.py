@@ -42,26 +42,27 @@ class Names:
     """Gives each asset a stem of its own in its day's folder, so that what belongs together lies
     together. Equal names are told apart by a number: "IMG_1 (2)"."""
 
-    def __init__(self, root: str) -> None:
-        self._root = root
+    def __init__(self) -> None:
         self._claimed: set[str] = set()
 
     def claim(self, stem: str) -> None:
-        self._claimed.add(_folded(stem))
+        self._claimed.add(folded(stem))
 
-    def choose(self, asset: Asset, types: list[int], own: str | None) -> tuple[str, list[str]]:
-        """A stem, such as 2024/01/06/IMG_1, and a path for each of the types: relative ones, at
-        which nothing is. `own` is the stem that the asset has already."""
+    def choose(self, asset: Asset, types: list[int], own: str | None,
+               held: set[str]) -> tuple[str, list[str]]:
+        """A stem, such as 2024/01/06/IMG_1, and a path for each of the types: relative ones. `own`
+        is the stem that the asset has already, `held` the folded names in its day's folder: none
+        of them is given."""
         folder = folder_of(asset.created)
         if own and not own.startswith(folder + "/"):
             own = None
         base = f"{folder}/{_stem(asset.resources[0].filename)}"
         for number in itertools.count():
             stem = own if number == 0 else base if number == 1 else f"{base} ({number})"
-            if stem is None or (stem != own and _folded(stem) in self._claimed):
+            if stem is None or (stem != own and folded(stem) in self._claimed):
                 continue
             paths = _paths(asset, stem, types)
-            if not any(os.path.lexists(f"{self._root}/{each}") for each in paths):
+            if held.isdisjoint(folded(each[len(folder) + 1:]) for each in paths):
                 self.claim(stem)
                 return stem, paths
         raise AssertionError
@@ -74,7 +75,7 @@ def _paths(asset: Asset, stem: str, types: list[int]) -> list[str]:
     for type_ in [*listed, *UNLISTED_TYPES]:
         suffix = SUFFIXES.get(type_, "")
         end = suffix + (EXTENSIONS.get(type_) or listed.get(type_, first))
-        if any(_folded(end) == _folded(each) for each in ends.values()):
+        if any(folded(end) == folded(each) for each in ends.values()):
             end = f"{suffix}-{type_}{end[len(suffix):]}"
         ends[type_] = end
     return [stem + ends[type_] for type_ in types]
@@ -111,7 +112,7 @@ def _hidden(character: str) -> bool:
     return unicodedata.category(character) in ("Cc", "Cf", "Cs", "Co", "Cn", "Zl", "Zp")
 
 
-def _folded(path: str) -> str:
+def folded(path: str) -> str:
     """Equal for paths that may be one somewhere. Each file system that ignores case does so in a
     way of its own; this takes more for equal than any of them."""
     if path.isascii():

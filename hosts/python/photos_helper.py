@@ -284,11 +284,17 @@ def check_and_sync(path: str | pathlib.Path, exported: Exported,
                    sync: Callable[[int], None] = os.fsync) -> None:
     """Returns when the file, read back, has those bytes and will survive a loss of power once its
     folder is synced. Raises OSError."""
-    with open(path, "rb", buffering=0) as file:
-        sync(file.fileno())
-        if (os.fstat(file.fileno()).st_size != exported.bytes
-                or hashlib.file_digest(file, "sha256").hexdigest() != exported.sha256):
-            raise OSError("the file has not the bytes that were exported")
+    descriptor = os.open(path, os.O_RDONLY)
+    try:
+        sync(descriptor)
+        count, digest = 0, hashlib.sha256()
+        while some := os.read(descriptor, 1 << 20):
+            count += len(some)
+            digest.update(some)
+    finally:
+        os.close(descriptor)
+    if (count, digest.hexdigest()) != (exported.bytes, exported.sha256):
+        raise OSError("the file has not the bytes that were exported")
 
 
 def sync_folder(folder: str | pathlib.Path, sync: Callable[[int], None] = os.fsync) -> None:

@@ -19,7 +19,9 @@ from photos_helper import Exported, check_and_sync, sync_folder
 
 THREADS = 4
 # More than this are not taken over at a time: the helper waits then.
-MOST_WAITING = 64
+MOST_WAITING = 256
+# A group is what is ready after so long. A kill costs no more than that: it is exported again.
+SECONDS_PER_GROUP = 0.05
 
 
 class Saver:
@@ -33,6 +35,7 @@ class Saver:
         self._saved, self._failed = saved, failed
         self._room = threading.Semaphore(MOST_WAITING)
         self._closed = 0  # of the room: taken by close() for good
+        self._closing = threading.Event()
         self._checkers = ThreadPoolExecutor(THREADS)
         self._checked: queue.SimpleQueue[Entry | Absent | None] = queue.SimpleQueue()
         self._namer = threading.Thread(target=self._name_all, daemon=True)
@@ -59,6 +62,7 @@ class Saver:
             self._namer.join()
 
     def _wait(self) -> None:
+        self._closing.set()
         # Not by joining the threads: an interrupted join takes a thread for ended.
         while self._closed < MOST_WAITING:
             self._room.acquire()
@@ -92,6 +96,7 @@ class Saver:
         going_on = True
         while going_on:
             group = [self._checked.get()]
+            self._closing.wait(SECONDS_PER_GROUP)
             while not self._checked.empty():
                 group.append(self._checked.get())
             going_on = None not in group
