@@ -11,7 +11,7 @@ from typing import Any
 from photos_helper import Asset, Exported, HelperError, NoAccess, NoAnswer, PhotosHelper, Refused
 
 # So many that threads which read files back seldom have to wait for this one, nor it for them.
-AHEAD = 32
+AHEAD = 64
 
 
 @dataclass(slots=True)

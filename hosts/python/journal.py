@@ -189,12 +189,12 @@ class Journal:
                                    0o666)
         os.ftruncate(self._descriptor, self._length)
         os.lseek(self._descriptor, self._length, os.SEEK_SET)
-        if self._length == 0:
-            self._write(HEADER)
-            sync_folder(self.folder)
+        sync_folder(self.folder)
 
     def _write(self, text: bytes) -> None:
         assert self._descriptor is not None
+        if self._length == 0:
+            text = HEADER + text
         end = self._length + len(text)
         try:
             while text:

@@ -7,6 +7,7 @@ What is ready goes into the journal as a group, which costs one sync.
 from __future__ import annotations
 
 import contextlib
+import errno
 import os
 import pathlib
 import queue
@@ -115,15 +116,8 @@ class Saver:
                 self._fail(each, FileExistsError(f"{each.path} is there already"))
             else:
                 told.append(each)
+        self._tell(told)
         files = [each for each in told if isinstance(each, Entry)]
-        try:
-            if self.error:
-                raise OSError(self.error)
-            self._journal.append(told)
-        except OSError as error:
-            for entry in files:
-                self._fail(entry, error)
-            raise
         failures: dict[int | str, Exception] = {}  # of a file, by its entry's id, or of a folder
         for entry in files:
             try:
@@ -144,6 +138,24 @@ class Saver:
             else:
                 self._saved(entry)
                 self._room.release()
+
+    def _tell(self, records: list[Entry | Absent]) -> None:
+        """Appends them to the journal. Where the disk is full, a file makes room for the lines of
+        the others, and is taken from the records."""
+        while True:
+            try:
+                if self.error:
+                    raise OSError(self.error)
+                self._journal.append(records)
+                return
+            except OSError as error:
+                files = [each for each in records if isinstance(each, Entry)]
+                is_full = error.errno in (errno.ENOSPC, errno.EDQUOT)
+                for entry in files[-1:] if is_full else files:
+                    self._fail(entry, error)
+                    records.remove(entry)
+                if not is_full or not files:
+                    raise
 
     def _sync(self, folder: pathlib.Path) -> None:
         sync_folder(folder)
