@@ -48,7 +48,7 @@ class LibraryBackup:
         self.warnings: list[str] = []  # of reclaims that succeeded
         # Of what was read back, by asset and path: what is moved still has to be as it was.
         self._read: dict[str, dict[str, tuple[int, int]]] = {}
-        self._tries: collections.Counter[Key] = collections.Counter()
+        self._tries: collections.Counter[str] = collections.Counter()  # by asset
         self._silences = 0
         self._names = Names()
         for stem in journal.stems.values():
@@ -82,9 +82,8 @@ class LibraryBackup:
         """Lists and saves until a listing has nothing new."""
         while True:
             self.list_all()
-            todo = [(asset, types) for asset in self.assets if (types := [
-                each for each in self.missing(asset)
-                if self._tries[asset.asset_id, each] < TRIES])]
+            todo = [(asset, types) for asset in self.assets
+                    if self._tries[asset.asset_id] < TRIES and (types := self.missing(asset))]
             if not todo:
                 return
             self._probe()
@@ -117,7 +116,7 @@ class LibraryBackup:
                     else:
                         pathlib.Path(job.temporary).unlink(missing_ok=True)
                         failed(self._entry(job), outcome.text)
-                        self._judge(job, outcome)
+                        self._judge(outcome)
                     if absent and job.is_last:
                         saver.note(Absent(job.asset.asset_id, job.asset.modified,
                                           job.asset.created, absent))
@@ -140,8 +139,8 @@ class LibraryBackup:
                 asset, types, self.journal.stems.get((asset.asset_id, asset.modified)),
                 held[folder])
             self.journal.stems[asset.asset_id, asset.modified] = stem
+            self._tries[asset.asset_id] += 1
             for type_, path in zip(types, paths):
-                self._tries[asset.asset_id, type_] += 1
                 number += 1
                 temporary = f"{folder}/.photos-backup-{self._token}-{number}.partial"
                 yield Job(asset, type_, filename_of(asset, type_), stem, path, temporary,
@@ -160,7 +159,7 @@ class LibraryBackup:
                      job.filename, job.stem, job.path,
                      job.temporary[len(str(self.folder)) + 1:], exported.bytes, exported.sha256)
 
-    def _judge(self, job: Job, outcome: HelperError) -> None:
+    def _judge(self, outcome: HelperError) -> None:
         """Whether to go on after a failure."""
         if isinstance(outcome, NoAnswer):
             self._silences += 1
@@ -170,8 +169,6 @@ class LibraryBackup:
             self._silences = 0
         if outcome.status == "export_failed":
             self._probe()
-        if outcome.status == "unavailable":
-            self._tries[job.asset.asset_id, job.type] = TRIES
 
     def _probe(self) -> None:
         """Raises Stop where nothing can be written."""
