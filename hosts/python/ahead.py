@@ -10,7 +10,8 @@ from typing import Any
 
 from photos_helper import Asset, Exported, HelperError, NoAccess, NoAnswer, PhotosHelper, Refused
 
-# So many that threads which read files back seldom have to wait for this one, nor it for them.
+# So many that the helper has work while Python's threads take turns. When the host is killed, the
+# helper still carries them out.
 AHEAD = 64
 
 

@@ -185,11 +185,15 @@ class Journal:
                                  f"knows version {VERSION}: use the program that wrote it")
 
     def _open(self) -> None:
-        self._descriptor = os.open(self.folder / NAME, os.O_WRONLY | os.O_CREAT | os.O_CLOEXEC,
-                                   0o666)
-        os.ftruncate(self._descriptor, self._length)
-        os.lseek(self._descriptor, self._length, os.SEEK_SET)
-        sync_folder(self.folder)
+        descriptor = os.open(self.folder / NAME, os.O_WRONLY | os.O_CREAT | os.O_CLOEXEC, 0o666)
+        try:
+            os.ftruncate(descriptor, self._length)
+            os.lseek(descriptor, self._length, os.SEEK_SET)
+            sync_folder(self.folder)
+        except OSError:
+            os.close(descriptor)
+            raise
+        self._descriptor = descriptor
 
     def _write(self, text: bytes) -> None:
         assert self._descriptor is not None

@@ -114,9 +114,11 @@ class LibraryBackup:
                     elif outcome.status == "unavailable" and job.type in UNLISTED_TYPES:
                         absent.append(job.type)
                     else:
-                        pathlib.Path(job.temporary).unlink(missing_ok=True)
                         failed(self._entry(job), outcome.text)
-                        self._judge(outcome)
+                        try:
+                            self._judge(outcome)
+                        finally:
+                            pathlib.Path(job.temporary).unlink(missing_ok=True)
                     if absent and job.is_last:
                         saver.note(Absent(job.asset.asset_id, job.asset.modified,
                                           job.asset.created, absent))
@@ -128,7 +130,7 @@ class LibraryBackup:
 
     def _jobs(self, todo: list[tuple[Asset, list[int]]]) -> Iterator[Job]:
         number = 0
-        held: dict[str, set[str]] = {}  # by folder: its names when this began
+        held: dict[str, set[str]] = {}  # by folder: its names, and those that it is to get
         for asset, types in todo:
             folder = f"{self.folder}/{folder_of(asset.created)}"
             if folder not in held:
@@ -160,7 +162,8 @@ class LibraryBackup:
                      job.temporary[len(str(self.folder)) + 1:], exported.bytes, exported.sha256)
 
     def _judge(self, outcome: HelperError) -> None:
-        """Whether to go on after a failure."""
+        """Raises Stop if it is of no use to go on after a failure. What was written is still there:
+        with that, a full disk is full."""
         if isinstance(outcome, NoAnswer):
             self._silences += 1
             if self._silences == MOST_SILENCES:
@@ -218,6 +221,7 @@ class LibraryBackup:
                                        Exported(entry.bytes, entry.sha256))
                     except OSError as error:
                         self.journal.forget(entry)
+                        self._tries.pop(asset.asset_id, None)
                         raise OSError(f"{entry.path}: {error}") from error
                 held = sum(entry.bytes for entry in entries[asset.asset_id])
                 progress.done(held)

@@ -52,7 +52,7 @@ class Names:
                held: set[str]) -> tuple[str, list[str]]:
         """A stem, such as 2024/01/06/IMG_1, and a path for each of the types: relative ones. `own`
         is the stem that the asset has already, `held` the folded names in its day's folder: none
-        of them is given."""
+        of them is given, and those that are given join them."""
         folder = folder_of(asset.created)
         if own and not own.startswith(folder + "/"):
             own = None
@@ -62,7 +62,9 @@ class Names:
             if stem is None or (stem != own and folded(stem) in self._claimed):
                 continue
             paths = _paths(asset, stem, types)
-            if held.isdisjoint(folded(each[len(folder) + 1:]) for each in paths):
+            names = {folded(each[len(folder) + 1:]) for each in paths}
+            if held.isdisjoint(names):
+                held |= names
                 self.claim(stem)
                 return stem, paths
         raise AssertionError

@@ -21,17 +21,18 @@ from photos_helper import Exported, check_and_sync, sync_folder
 THREADS = 4
 # More than this are not taken over at a time: the helper waits then.
 MOST_WAITING = 256
-# A group is what is ready after so long. A kill costs no more than that: it is exported again.
+# A group is what is ready after so long: fewer syncs, for little waiting.
 SECONDS_PER_GROUP = 0.05
 
 
 class Saver:
     """`saved(entry)` and `failed(entry, reason)` are called from other threads. `error` tells why
-    the journal can't be written: nothing is saved from then on."""
+    the journal can't be written: nothing more is to be saved then."""
 
     def __init__(self, journal: Journal, saved: Callable[[Entry], None],
                  failed: Callable[[Entry, str], None]) -> None:
         self.error = ""
+        self._broken = False  # the journal takes no line any more
         self._journal = journal
         self._saved, self._failed = saved, failed
         self._room = threading.Semaphore(MOST_WAITING)
@@ -101,10 +102,7 @@ class Saver:
             while not self._checked.empty():
                 group.append(self._checked.get())
             going_on = None not in group
-            try:
-                self._name([each for each in group if each is not None])
-            except OSError as error:
-                self.error = self.error or _reason(error)
+            self._name([each for each in group if each is not None])
 
     def _name(self, group: list[Entry | Absent]) -> None:
         root = self._journal.folder
@@ -140,22 +138,22 @@ class Saver:
                 self._room.release()
 
     def _tell(self, records: list[Entry | Absent]) -> None:
-        """Appends them to the journal. Where the disk is full, a file makes room for the lines of
-        the others, and is taken from the records."""
-        while True:
+        """Appends them to the journal, and takes from them what it can't: all, or where the disk is
+        full a file after the other, until that makes room for the lines of the others."""
+        while records:
             try:
-                if self.error:
+                if self._broken:
                     raise OSError(self.error)
                 self._journal.append(records)
                 return
             except OSError as error:
-                files = [each for each in records if isinstance(each, Entry)]
+                self.error = self.error or _reason(error)
                 is_full = error.errno in (errno.ENOSPC, errno.EDQUOT)
-                for entry in files[-1:] if is_full else files:
-                    self._fail(entry, error)
-                    records.remove(entry)
-                if not is_full or not files:
-                    raise
+                self._broken = self._broken or not is_full
+                for each in records[-1:] if is_full else records[:]:
+                    records.remove(each)
+                    if isinstance(each, Entry):
+                        self._fail(each, error)
 
     def _sync(self, folder: pathlib.Path) -> None:
         sync_folder(folder)

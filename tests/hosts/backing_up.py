@@ -36,7 +36,8 @@ LIVE = asset("live", resource(1, "IMG_1.HEIC"), resource(9, "IMG_1.MOV"),
 HOSTILE = ["", "..", "../../up.jpg", "/etc/x", "a\0b.jpg", "line\nfeed\x1b[2J.jpg", "IMG_1.HEIC",
            "img_1.heic", "IMG_1-edited.jpg", "CON.jpg", "x" * 300 + ".jpg", ".hidden", "é" * 200,
            ".photos-backup-0123456789abcdef-1.partial", "photos-backup.jsonl", "a:b|c?.jpg ",
-           "\u202egpj.exe", "IMG_1 (2).HEIC", "I.jpg", "\u0131.jpg", "\u212a.jpg", "K.jpg"]
+           "\u202egpj.exe", "IMG_1 (2).HEIC", "I.jpg", "\u0131.jpg", "\u212a.jpg", "K.jpg",
+           "IMG_3.jpg", "IMG_3.jpg." + "x" * 20]
 ODD = [asset(f"odd {number}", resource(1, name, text=f"{number}"),
              created=[DAY, -9e15, 9e15, -1e9][number % 4 if number < 4 else 0])
        for number, name in enumerate(HOSTILE)]
