@@ -181,9 +181,9 @@ export class PhotosHelper {
 
   /**
    * Moves all the assets to Recently Deleted, or none. An error with the status null leaves open
-   * which: ask for the assets again; "missing" means that it was done.
+   * which: ask for the assets again; "missing" means that it was done. Gives what the system may
+   * have to say although it has done it.
    */
-  /** Gives what the system may have to say although it has done it. */
   async reclaim(/** @type {string[]} */ assetIDs) {
     return (await this.#ask({ command: "reclaim", assetIDs }, { isRepeated: false })).error;
   }
