@@ -90,7 +90,7 @@ Error versionError(const fs::path& file, std::int64_t version) {
 
 fs::path databaseFile(const fs::path& folder) { return folder / "library.sqlite"; }
 
-std::optional<FileIdentity> identityOf(const fs::path& path) {
+std::optional<FileIdentity> identityOf(const std::string& path) {
   struct stat status{};
   return stat(path.c_str(), &status) == 0
              ? std::optional(FileIdentity{.device = status.st_dev, .node = status.st_ino})

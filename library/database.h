@@ -38,7 +38,7 @@ struct FileIdentity {
 };
 
 /// The identity of the file or folder that the path leads to; nothing when there is none.
-[[nodiscard]] std::optional<FileIdentity> identityOf(const std::filesystem::path& path);
+[[nodiscard]] std::optional<FileIdentity> identityOf(const std::string& path);
 
 class Database {
  public:

@@ -68,12 +68,12 @@ bool DestinationGuard::leadsInto(const std::string& path) const {
   return false;
 }
 
-bool DestinationGuard::isInside(const fs::path& folder) const {
+bool DestinationGuard::isInside(const std::string& folder) const {
   const auto own = identityOf(folder_);
   const auto originals = identityOf(library::originalsFolder(folder_));
   // Compared by device and inode: a folder may have several paths. The root is its own parent.
   std::optional<FileIdentity> below;
-  for (fs::path place = folder; own; place /= "..") {
+  for (std::string place = folder; own; place += "/..") {
     const auto identity = identityOf(place);
     if (!identity || identity == below) {
       return false;

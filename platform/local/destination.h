@@ -18,7 +18,7 @@ class DestinationGuard {
   [[nodiscard]] bool leadsInto(const std::string& path) const;
 
  private:
-  bool isInside(const std::filesystem::path& folder) const;
+  bool isInside(const std::string& folder) const;
 
   std::filesystem::path folder_;
 };

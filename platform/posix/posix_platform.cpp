@@ -54,7 +54,7 @@ Descriptor openForWriting(const std::string& path, int flags) {
   Descriptor descriptor(
       ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | flags, permissions));
   if (descriptor.isOpen()) {
-    ::fcntl(descriptor.get(), F_SETFL, ::fcntl(descriptor.get(), F_GETFL) & ~O_NONBLOCK);
+    ::fcntl(descriptor.get(), F_SETFL, 0);
   }
   return descriptor;
 }
