@@ -1,5 +1,7 @@
-"""What a description has wait, stall or crash does so, and leaves what a host has to cope with."""
+"""What a description has wait, stall or crash does so, and leaves what a host has to cope with; a
+pipe takes what is exported."""
 
+import os
 import select
 import shutil
 import signal
@@ -80,6 +82,25 @@ class Faults(Case):
             self.sim("network", "Library", state)
             self.assertEqual(self.sim("network", "Library"), state + "\n")
             self.assertEqual(server.ask("estimate", **ORIGINAL)["status"], status)
+
+    def test_a_pipe_takes_the_bytes_as_a_file_does(self):
+        def reader():
+            return os.fdopen(os.open(self.folder / "copy", os.O_RDONLY | os.O_NONBLOCK), "rb", 0)
+        server = self.start(b"", {"text": "x" * 1_000_000})  # more than a pipe holds
+        os.mkfifo(self.folder / "copy")
+        server.send(EXPORT)
+        self.assertIn("could not be opened", server.answer()["error"])
+        with reader() as pipe:
+            server.send(EXPORT)
+            select.select([pipe], [], [])
+            os.set_blocking(pipe.fileno(), True)
+            self.assertEqual(len(pipe.read()), 1_000_000)
+            self.assertEqual(server.answer()["bytes"], 1_000_000)
+        with reader() as pipe:
+            server.send(EXPORT)
+            select.select([pipe], [], [])
+        self.assertIn("could not be written: Broken pipe", server.answer()["error"])
+        self.assertTrue(server.ask("authorize")["ok"])
 
 
 if __name__ == "__main__":
