@@ -14,6 +14,7 @@ import unittest
 from programs import BUILD, Case, Server, line, photo
 
 DIGEST = hashlib.sha256(b"abc").hexdigest()
+ONE = photo("A", text="abc")
 ORIGINAL = {"assetID": "A", "photoKitResourceType": 1}
 ALBUM = "photos:albums?albumUuid=ALBUM&assetUuid=A\n"
 NONSENSE = [
@@ -32,9 +33,6 @@ class Library(Case):
         super().setUp()
         self.database = self.library / "library.sqlite"
         self.original = self.library / "originals" / "ba" / DIGEST
-
-    def create_one(self, name="A"):
-        self.create(photo(name, text="abc"))
 
     def serve(self, **more):
         server = Server("Library", cwd=self.folder, **more)
@@ -135,7 +133,7 @@ class Library(Case):
         self.assert_holds(server, "B", "C")
 
     def test_no_destination_leads_into_the_library(self):
-        self.create_one()
+        self.create(ONE)
         links = self.folder / "links"
         links.mkdir()
         (links / "to original").symlink_to(self.original)
@@ -167,7 +165,7 @@ class Library(Case):
         self.assert_holds(server, "A")
 
     def test_a_file_is_left_as_it_is_unless_there_is_something_to_export(self):
-        self.create_one()
+        self.create(ONE)
         copy = self.folder / "copy"
         copy.write_text("a longer copy of before")
         server = self.serve()
@@ -180,7 +178,7 @@ class Library(Case):
         self.assertEqual(copy.read_text(), "abc")
 
     def test_what_is_wrong_with_an_original_is_told(self):
-        self.create_one()
+        self.create(ONE)
         server = self.serve()
         self.assertEqual(self.export(server), "exported")
         for content, told in [("abcd", "is longer than the library recorded"),
@@ -192,7 +190,7 @@ class Library(Case):
         self.assertIn("is no file in the library", self.export(server))
 
     def test_nothing_is_delivered_for_numbers_and_digests_that_make_no_sense(self):
-        self.create_one()
+        self.create(ONE)
         (self.folder / "secret").write_text("abc")
         server = self.serve()
 
@@ -234,15 +232,15 @@ class Library(Case):
         """As the password database has it: a file which only a namespace of the test's own can put
         another one in place of."""
         (self.folder / "passwd").write_text(f"me:x:0:0::{self.folder}:/bin/sh\n")
-        namespace = ["unshare", "--user", "--map-root-user", "--mount", "sh", "-c"]
-        if subprocess.run([*namespace, "true"], check=False).returncode != 0:
+        namespace = "exec unshare --user --map-root-user --mount "
+        if os.system(namespace + "true") != 0:
             self.skipTest("no namespace can be made here")
+        serve = (f"{namespace} sh -c 'mount --bind {self.folder}/passwd /etc/passwd && "
+                 f"exec {BUILD}/photos-helper'")
 
         def answer():
-            return subprocess.run(
-                [*namespace, 'mount --bind "$0" /etc/passwd && exec "$1"', self.folder / "passwd",
-                 BUILD / "photos-helper"], input=line("discover"), capture_output=True,
-                check=True).stdout
+            return subprocess.run(["sh", "-c", serve], input=line("discover"), check=True,
+                                  stdout=subprocess.PIPE).stdout
         self.assertEqual(answer(), b'{"ok":false,"status":"authorization_1"}\n')
         self.create()
         (self.folder / "Pictures").mkdir()
