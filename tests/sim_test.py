@@ -24,8 +24,8 @@ CAMERA_ROLLS = {
         ["1 1:IMG_1.JPG 9:IMG_1.MOV 7:IMG_1.AAE 5:IMG_E1.JPG 10:IMG_E1.MOV"],
     "IMG_1.JPG IMG_E1.MOV": ["1 1:IMG_1.JPG", "2 2:IMG_E1.MOV"],
     "IMG_1.MOV IMG_1.AAE img_e1.mov": ["2 2:IMG_1.MOV 7:IMG_1.AAE 6:img_e1.mov"],
-    "IMG_E1.JPG IMG_2.JPG IMG_Eva.JPG IMG_va.JPG":
-        ["1 1:IMG_2.JPG", "1 1:IMG_E1.JPG", "1 1:IMG_Eva.JPG", "1 1:IMG_va.JPG"],
+    "IMG_E1.JPG IMG_2.JPG IMG_Ea.JPG IMG_a.JPG":
+        ["1 1:IMG_2.JPG", "1 1:IMG_a.JPG", "1 1:IMG_E1.JPG", "1 1:IMG_Ea.JPG"],
     "IMG_1.JPG IMG_E1.JPG IMG_E1.PNG": ["1 1:IMG_1.JPG 5:IMG_E1.JPG", "1 1:IMG_E1.PNG"],
     "IMG_9.AAE ._a.jpg .DS_Store": []}
 ASSETS = """SELECT mediaType || ' ' || group_concat(type || ':' || originalFilename, ' ')
