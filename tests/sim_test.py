@@ -106,7 +106,7 @@ class Sim(Case):
             resource.RLIMIT_FSIZE, (0, 0)))
         self.assertFalse((self.folder / "new").exists())
         # Somebody takes the place meanwhile.
-        words = [SIM, "create", self.library, "--synthetic", "20000"]
+        words = [SIM, "create", self.library, "--synthetic", "50000"]
         with subprocess.Popen(words, stderr=subprocess.DEVNULL) as process:
             while not list(self.folder.glob(".Library.incomplete-*")):
                 time.sleep(0.001)
