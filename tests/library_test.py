@@ -18,8 +18,8 @@ ONE = photo("A", text="abc")
 ORIGINAL = {"assetID": "A", "photoKitResourceType": 1}
 ALBUM = "photos:albums?albumUuid=ALBUM&assetUuid=A\n"
 NONSENSE = [
-    "size = -5, sha256 = NULL", "size = -9223372036854775808", "failureAfterBytes = -1",
-    "delay = -1", "delay = 86401", "delay = 9e999", "bytesPerSecond = 0",
+    "size = -5, sha256 = NULL", "size = -9223372036854775808", "delay = -1",
+    "delay = 86401", "delay = 9e999", "bytesPerSecond = 0", "failureAfterBytes = -1, failureKind = 0",
     "failureAfterBytes = 1, failureKind = 3", "failureAfterBytes = 1, failureKind = -1",
     "chunks = '-1'", "chunks = '1048577'", f"sha256 = '../../../secret{49 * '/'}'",
     "sha256 = upper(sha256)", "sha256 = 'ba'"]
@@ -178,6 +178,15 @@ class Library(Case):
         self.assertEqual(self.export(server, copy), "exported")
         self.assertEqual(copy.read_text(), "abc")
 
+    def test_requests_are_carried_out_when_nobody_reads_the_answers(self):
+        self.create(ONE)
+        with Server("Library", cwd=self.folder) as server:
+            server.stdout.close()
+            for name in "123":
+                server.send(line("export", **ORIGINAL, destination=name))
+        self.assertEqual(server.returncode, 0)
+        self.assertEqual((self.folder / "3").read_text(), "abc")
+
     def test_what_is_wrong_with_an_original_is_told(self):
         self.create(ONE)
         server = self.serve()
@@ -209,7 +218,8 @@ class Library(Case):
 
     def test_dates_come_as_they_are_unless_they_are_no_moments(self):
         randomly = random.Random(1)
-        dates = sorted([0.1, -0.0, 1e22, 5e-324, 1.7976931348623157e308, 1700000000.123456, *(
+        largest = sys.float_info.max
+        dates = sorted([0.1, -0.0, 1e22, 5e-324, largest, -largest, 1700000000.123456, *(
             sign * 2.0 ** randomly.uniform(-1000, 1000) for sign in 200 * [1, -1])])
         self.create(*map(photo, map(repr, dates)))
         with contextlib.closing(sqlite3.connect(self.database)) as database, database:
