@@ -31,8 +31,6 @@ struct DescribedLibrary {
   std::vector<DescribedAsset> assets = {};
   std::optional<std::string> userLibraryAlbum = {};
   photos::AuthorizationStatus authorizationStatus = photos::AuthorizationStatus::authorized;
-  /// What asking gives while the status is not determined.
-  photos::AuthorizationStatus promptAnswer = photos::AuthorizationStatus::authorized;
   /// What a deletion ends with. Without success nothing is deleted.
   bool deletionSuccess = true;
   std::optional<std::string> deletionError = {};

@@ -1,7 +1,5 @@
 #include "tests/local_library.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <utility>
 
@@ -11,34 +9,21 @@
 #include "tests/temporary_folder.h"
 
 namespace tests {
-
-using library::Result;
-
 namespace {
 
-Result addDescribed(library::Library& library, const std::filesystem::path& folder,
-                    const DescribedAsset& described) {
-  const auto originals = library::Originals::lock(folder);
-  const auto row = library.addAsset({.localIdentifier = described.localIdentifier,
-                                     .mediaType = std::to_underlying(described.mediaType),
-                                     .creationDate = described.creationDate,
-                                     .modificationDate = described.modificationDate});
-  Result added = row ? Result() : std::unexpected(row.error());
-  for (const DescribedResource& each : described.resources) {
-    library::Resource resource{.type = std::to_underlying(each.type),
-                               .originalFilename = each.originalFilename};
-    std::string text;
-    for (const std::string& chunk : each.chunks) {
-      text += chunk;
-      resource.chunks.push_back(static_cast<std::int64_t>(chunk.size()));
-    }
-    resource.content = originals.value().store(text).value();
-    if (each.error) {
-      resource.failure = {.afterBytes = resource.content.size, .error = *each.error};
-    }
-    added = added ? library.addResource(*row, resource) : added;
+library::Resource stored(const DescribedResource& described, const library::Originals& originals) {
+  library::Resource resource{.type = std::to_underlying(described.type),
+                             .originalFilename = described.originalFilename};
+  std::string text;
+  for (const std::string& chunk : described.chunks) {
+    text += chunk;
+    resource.chunks.push_back(static_cast<std::int64_t>(chunk.size()));
   }
-  return added;
+  resource.content = originals.store(text).value();
+  if (described.error) {
+    resource.failure = {.afterBytes = resource.content.size, .error = *described.error};
+  }
+  return resource;
 }
 
 }  // namespace
@@ -47,18 +32,23 @@ void makeLibrary(const std::filesystem::path& folder, const DescribedLibrary& de
   std::filesystem::create_directories(folder);
   const library::Settings settings{
       .authorizationStatus = std::to_underlying(described.authorizationStatus),
-      .promptAnswer = std::to_underlying(described.promptAnswer),
       .userLibraryAlbum = described.userLibraryAlbum,
       .deletionSuccess = described.deletionSuccess,
       .deletionError = described.deletionError};
-  const Result made = library::Library::make(folder, settings, [&](library::Library& library) {
-    Result added;
-    for (auto asset = described.assets.begin(); added && asset != described.assets.end(); ++asset) {
-      added = addDescribed(library, folder, *asset);
+  const auto fill = [&](library::Library& library) -> library::Result {
+    const auto originals = library::Originals::lock(folder);
+    for (const DescribedAsset& asset : described.assets) {
+      const auto row = library.addAsset({.localIdentifier = asset.localIdentifier,
+                                         .mediaType = std::to_underlying(asset.mediaType),
+                                         .creationDate = asset.creationDate,
+                                         .modificationDate = asset.modificationDate});
+      for (const DescribedResource& resource : asset.resources) {
+        library.addResource(row.value(), stored(resource, originals.value())).value();
+      }
     }
-    return added;
-  });
-  ASSERT_TRUE(made) << made.error().localizedDescription;
+    return {};
+  };
+  library::Library::make(folder, settings, fill).value();
 }
 
 std::shared_ptr<photos::Platform> makeLocalPlatform(const DescribedLibrary& library) {

@@ -9,7 +9,7 @@
 
 namespace tests {
 
-/// Makes the library in a new folder, or fails the test.
+/// Makes the library in a new folder, or throws.
 void makeLibrary(const std::filesystem::path& folder, const DescribedLibrary& library);
 
 /// A platform that serves such a library in a folder of its own, which goes with it.

@@ -37,7 +37,7 @@ void require(bool holds, std::string_view what) {
   }
 }
 
-const fs::path& scratch() {
+fs::path scratch() {
   static const tests::TemporaryFolder folder;
   return folder.path();
 }

@@ -24,7 +24,7 @@ extern const std::vector<std::string> seeds;
 void require(bool holds, std::string_view what);
 
 /// A folder of this process's own. Targets write nowhere else.
-[[nodiscard]] const std::filesystem::path& scratch();
+[[nodiscard]] std::filesystem::path scratch();
 
 /// Makes the described library in the scratch folder and returns its folder.
 [[nodiscard]] std::filesystem::path makeLibrary(std::string_view description);
