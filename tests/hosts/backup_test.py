@@ -11,8 +11,8 @@ import subprocess
 import time
 import unittest
 
-from backing_up import DAY, LIVE, MANY, ODD, TWICE, Case, asset, digest, resource
-from programs import ROUNDS, SIM
+from backing_up import DAY, LIVE, MANY, ODD, TWICE, Case, asset, resource
+from programs import ROUNDS, SIM, digest
 
 from photos_helper import UNLISTED_TYPES
 
@@ -46,7 +46,7 @@ class Backups(Case):
         self.assertEqual(self.exports(), [])
         self.assertTrue((self.out / entry["path"]).exists())
         # Of a change, only what has other bytes takes room; what was removed is saved again.
-        self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 4'")
+        self.rows("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 4'")
         (self.out / "2024/01/06/IMG_1.MOV").unlink()
         held = self.saved()
         self.run_again(0)
@@ -88,7 +88,7 @@ class Backups(Case):
         process = self.asking()
         self.assertIn("another backup", self.backup(1))
         (self.out / "2024/01/06/img_1 (2).heic").write_bytes(b"")
-        self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 6'")
+        self.rows("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 6'")
         said = process.communicate("y\n")
         self.assertEqual((process.returncode, self.reclaimed()), (1, {"odd 5"}), said)
         self.assertIn("Not moved: 2 assets", said[0])
@@ -145,7 +145,7 @@ class Backups(Case):
             self.assertRegex(said, reason)
         self.assertEqual({each for each, _ in self.journal()}, {"live", "slow"})
         self.sim("network", self.library, "reachable")
-        self.sql("UPDATE resource SET failureAfterBytes = NULL, failureError = NULL")
+        self.rows("UPDATE resource SET failureAfterBytes = NULL, failureError = NULL")
         self.backup(0, "--stall-seconds", "3")
         self.assertLessEqual({(each, 1) for each in ("error", "stall", "crash", "cloud")},
                              set(self.journal()))

@@ -79,8 +79,7 @@ class Crowds(Case):
             for of_pair in statuses.values():
                 self.assertIn(MOVED, of_pair)
                 self.assertLessEqual(set(of_pair), {MOVED, "missing"})
-            deleted = self.rows("SELECT localIdentifier FROM asset WHERE recentlyDeleted")
-            self.assertEqual({name for name, in deleted}, set(taken))
+            self.assertEqual(self.reclaimed(), set(taken))
             self.assertEqual(self.assert_whole(), added | {held[name] for name in names[:30]})
             self.assertEqual(self.rows("SELECT count(*) FROM asset"), [(100,)])
             self.assert_tidy()
@@ -101,16 +100,14 @@ class Sessions(Case):
         batch = b"".join(requests.values()) * 33 + line("reclaim", assetIDs=["2", "3"])
         statuses = [*requests] * 33 + [MOVED]
         batches = 150 if ROUNDS == 0 else 1_000_000 // len(statuses) + 1
-        database = sqlite3.connect(self.library / "library.sqlite", isolation_level=None)
         used = []
         with Server("Library", cwd=self.folder) as server:
             for _ in range(batches):
                 server.send(batch)
                 self.assertEqual([server.answer()["status"] for _ in statuses], statuses)
-                database.execute("UPDATE asset SET recentlyDeleted = 0")
+                self.rows("UPDATE asset SET recentlyDeleted = 0")
                 used.append(self.use_of(server.pid))
                 TRIED["requests in one session"] += len(statuses)
-        database.close()
         memory, descriptors, threads = zip(*used[len(used) // 5:])
         self.assertEqual((min(descriptors), min(threads)), (max(descriptors), max(threads)))
         self.assertLess(max(memory) - memory[0], 256, "KiB more than after the warm-up")
