@@ -1,5 +1,5 @@
 """What a description has wait or stall does so, and leaves what a host has to cope with; a pipe
-takes what is exported. That it has crash, hosts of ours cope with in their tests."""
+takes what is exported. Crashes are in the tests of the hosts, which cope with them."""
 
 import os
 import select
