@@ -126,10 +126,11 @@ test("repeats what a helper left without an answer once, and no reclaim", async 
     await assert.rejects(helper.export("A", 1, `${out}/a`), { status: null, message: /SIGKILL/ });
     assert.equal(fs.readFileSync(`${out}/a`, "utf8"), "abc");
     assert.deepEqual(fs.readdirSync(out), ["a"]);
+    await assert.rejects(helper.estimate("A", 1), { status: null });
     await assert.rejects(helper.reclaim(["A"]), { status: null });
     await helper.authorize();
   });
-  assert.equal(always.seen(), "export export reclaim authorize");
+  assert.equal(always.seen(), "export export estimate estimate reclaim authorize");
 });
 
 test("ends a helper that stalls or lies, and waits for one whose file grows", async () => {

@@ -7,41 +7,8 @@ import subprocess
 import time
 import unittest
 
-from programs import SIM, Case
+from programs import ROOT, SIM, Case
 
-LIBRARY = ('library: {"authorization":3,"assets":[{"localIdentifier":"A","creationDate":0,'
-           '"resources":[{"type":1,"originalFilename":"a.jpg","text":"abc"}]}]}\n')
-SHA256 = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"
-TRANSCRIPT = f"""\
-# One photo.
-{LIBRARY}\
-> {{"command":"authorize"}}
-< {{"ok":true,"status":"authorized"}}
->% {{"command":"export","assetID":"A","photoKitResourceType":1,"destination":"a%7F%FF.jpg"}}
-< {{"ok":true,"status":"exported","bytes":3e0,
-<  "sha256":"{SHA256}"}}
-# All of them.
-> {{"command":"discover"}}
-< {{"ok":true,"status":"discovered","assets":[{{"filename":"a.jpg","assetID":"A","createdAt":0,
-<  "mediaType":"photo","photoKitResourceType":1,"isRaw":false,"isLivePhotoCompanion":false,
-<  "isLivePhotoImage":false,"isCurrentEdit":false}}]}}
-"""
-SHOWN = f"""
-# One photo.
-=== L{LIBRARY[1:]}
-  -> {{"command":"authorize"}}
-  <- {{"ok":true,"status":"authorized"}}
-
-  -> {{"command":"export","assetID":"A","photoKitResourceType":1,\
-"destination":"a\\u{{7f}}\\xff.jpg"}}
-  <- {{"ok":true,"status":"exported","sha256":"{SHA256}","bytes":3}}
-
-# All of them.
-  -> {{"command":"discover"}}
-  <- {{"ok":true,"status":"discovered"}} and assets:
-       {{"assetID":"A","filename":"a.jpg","createdAt":0,"mediaType":"photo",\
-"photoKitResourceType":1}}
-"""
 # Helpers that a shell runs, and what is told of each.
 SERVE = f'"{SIM}" serve "$0"'
 LIES = {
@@ -73,7 +40,7 @@ class Play(Case):
     def setUp(self):
         super().setUp()
         self.transcript = self.folder / "t.transcript"
-        self.transcript.write_text(TRANSCRIPT)
+        self.transcript.write_bytes((ROOT / "tests/one_photo.transcript").read_bytes())
 
     def start(self, *command):
         self.alive, held = os.pipe()  # every process that is started holds it open
@@ -102,8 +69,9 @@ class Play(Case):
         self.assertEqual(self.end(self.start("--", "sh", "-c", SERVE, "{library}"))[0], 0)
 
     def test_the_session_is_shown_to_a_person(self):
+        shown = (ROOT / "tests/one_photo_shown.txt").read_text()
         self.assertEqual(self.end(self.start("--show")),
-                         (0, SHOWN, "photos-sim: 3 answers, all as written\n"))
+                         (0, shown, "photos-sim: 3 answers, all as written\n"))
 
     def test_what_cannot_be_played_is_told(self):
         self.assertEqual(self.end(self.start("--", "./nowhere"))[0], 1)

@@ -25,6 +25,10 @@ TRIED = collections.Counter()
 atexit.register(lambda: print(*(f"{count} {what}" for what, count in TRIED.items()), sep="\n"))
 
 
+def digest(content):
+    return hashlib.sha256(content).hexdigest()
+
+
 def line(command, **fields):
     return json.dumps({"command": command, **fields}).encode() + b"\n"
 
@@ -91,7 +95,7 @@ class Case(unittest.TestCase):
         for number in range(count):
             content = f"{name} {number} ".encode() * (size // 10)
             (photos / f"IMG_{number:04}_{'x' * 200}.JPG").write_bytes(content)
-            digests.add(hashlib.sha256(content).hexdigest())
+            digests.add(digest(content))
         return photos, digests
 
     def make_library(self, count=4, **more):
@@ -116,9 +120,14 @@ class Case(unittest.TestCase):
             shutil.copytree(before / "Library", self.library)
 
     def rows(self, query):
-        """What the query gives, as SQLite alone reads the library."""
-        with contextlib.closing(sqlite3.connect(self.library / "library.sqlite")) as database:
+        """What the query gives, or changes, in the library by SQLite alone."""
+        with contextlib.closing(sqlite3.connect(
+                self.library / "library.sqlite", isolation_level=None)) as database:
             return database.execute(query).fetchall()
+
+    def reclaimed(self):
+        return {asset for asset, in self.rows(
+            "SELECT localIdentifier FROM asset WHERE recentlyDeleted")}
 
     def contents(self):
         """The digest of each asset, as it was exported: all fit on one page. Of several resources
@@ -132,19 +141,18 @@ class Case(unittest.TestCase):
                 digests[summary["assetID"]] = answer["sha256"]
         return digests
 
-    def assert_whole(self):
+    def assert_whole(self, is_tidy=True):
         """The library opens, is intact, holds no file that is not its own, and delivers every byte
-        of every asset, whose digests this gives."""
+        of every asset, whose digests this gives. If it is tidy, each file among the originals is a
+        resource's."""
         self.sim("access", self.library)
         digests = set(self.contents().values())
         self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
         self.assertLessEqual({file.name for file in self.library.iterdir()}, {
             "originals", "library.sqlite", "library.sqlite-wal", "library.sqlite-shm"})
+        if is_tidy:
+            originals = (self.library / "originals").rglob("*")
+            self.assertEqual({file.name for file in originals if file.is_file()},
+                             {name for name, in self.rows(
+                                 "SELECT sha256 FROM resource WHERE sha256 NOTNULL")})
         return digests
-
-    def assert_tidy(self):
-        """Each file among the originals is a resource's."""
-        originals = self.library / "originals"
-        self.assertEqual({file.name for file in originals.rglob("*") if file.is_file()},
-                         {digest for digest, in self.rows(
-                             "SELECT sha256 FROM resource WHERE sha256 NOTNULL")})

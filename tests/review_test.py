@@ -6,7 +6,7 @@ import re
 import resource
 import unittest
 
-from programs import Case, Server, line, photo
+from programs import ROOT, Case, Server, line, photo
 
 # B has two resources of one type, C none.
 ASSETS = [{"localIdentifier": name, "creationDate": 0, "resources": [
@@ -14,32 +14,6 @@ ASSETS = [{"localIdentifier": name, "creationDate": 0, "resources": [
     for name, types in {"A": [1, 7], "B": [2, 2], "C": []}.items()]
 ANSWERS = {"+": {"ok": True}, "-": {"ok": False},
            "!": {"ok": False, "status": "authorization_2"}}  # "?" is none
-# What a host did: each export by asset and type, "r" for a reclaim and "d" for a discover with what
-# came of it, or another request; "|" is another start of the server, "~" a line that was cut. Then
-# what is told of it; the first request is on line 2.
-SESSIONS = {
-    "d+ A1+ A7+ rAC+": [],
-    "A1- A1+ A7+ | rA+": [],
-    "A1+ rA+": ["4: reclaims A, HAS 7, which was not exported"],
-    "A1+ A7- rCA-": ["6: reclaims A, HAS 7, whose export failed"],
-    "A1+ A7? rA+": ["5: reclaims A, HAS 7, which was not exported"],
-    "B2+ rB+": ["4: reclaims B, HAS 2 twice, and only the first can be exported"],
-    "rCZ-": ["2: reclaims Z, which is not in the library"],
-    "A1+ B1+ A1+": ["6: exports the resource of type 1 of A again"],
-    "x- rC? | {}- A1+": ["4: UNANSWERED"],
-    "rC? d?": ["2: UNANSWERED"],
-    "rC? d!": ["2: UNANSWERED"],
-    "rC? d+": [],
-    "rAC? | C1-": [f"2: reclaims A, HAS {type_}, which was not exported" for type_ in (1, 7)],
-    # The last export counts: it may have written over the copy.
-    "A1+ A7+ A1- A7? rA+": [
-        "6: exports the resource of type 1 of A again",
-        "8: exports the resource of type 7 of A again",
-        *(f"9: reclaims A, HAS {type_}, whose export failed" for type_ in (1, 7))],
-    '{"command":"reclaim"}+': [],
-    "rC? ~ rC- | ~": []}
-SHORT = {"HAS": "which has a resource of type",
-         "UNANSWERED": "reclaims without an answer, and never looks up what came of it"}
 NO_RECORDS = {"": 1, "text\n": 1, "5\n": 1, '{"at":1}\n': 1,
               '{"at":1,"ser\n{"at":1,"server":1,"ans\n': 1,
               '{"at":1,"server":1,"serves":"x"}\n{"at":1,"server":1,"answer":[]}\n': 2}
@@ -89,10 +63,12 @@ class Records(Case):
         return [json.loads(line) for line in self.record.read_bytes().splitlines()]
 
     def test_a_review_tells_what_a_careful_host_would_not_have_done(self):
-        for session, findings in SESSIONS.items():
+        described = (ROOT / "tests/reviewed_records.txt").read_text()
+        sessions = re.findall(r"(?m)^([^#!\n].*)\n((?:! .*\n)*)", described)
+        self.assertGreater(len(sessions), 10)
+        for session, findings in sessions:
             status, said = self.review(record_of(session))
-            told = [re.sub("HAS|UNANSWERED", lambda short: SHORT[short[0]],
-                           f"photos-sim: record:{finding}") for finding in findings]
+            told = findings.replace("! ", "photos-sim: record:").splitlines()
             self.assertEqual((status, said[:-1]), (1 if findings else 0, told))
             self.assertEqual("cut lines passed over: 2" in said[-1], "~" in session, said)
 

@@ -2,14 +2,12 @@
 
 import collections
 import contextlib
-import hashlib
 import json
-import sqlite3
 import subprocess
 import sys
 
 import programs
-from programs import ROOT, SIM
+from programs import ROOT, SIM, digest
 
 HOSTS = ROOT / "hosts" / "python"
 sys.path.insert(0, str(HOSTS))
@@ -24,10 +22,6 @@ def resource(type_, name, **more):
 def asset(identifier, *resources, created=DAY, **more):
     return {"localIdentifier": identifier, "creationDate": created, "modificationDate": created,
             "resources": list(resources), **more}
-
-
-def digest(content):
-    return hashlib.sha256(content).hexdigest()
 
 
 LIVE = asset("live", resource(1, "IMG_1.HEIC"), resource(9, "IMG_1.MOV"),
@@ -52,12 +46,6 @@ class Case(programs.Case):
         super().setUp()
         self.out, self.asked = self.folder / "Out", self.folder / "asked"
 
-    def sql(self, statement):
-        with contextlib.closing(sqlite3.connect(self.library / "library.sqlite")) as database:
-            rows = database.execute(statement).fetchall()
-            database.commit()
-        return rows
-
     def command(self, *words, helper=None, asking="cat", answering="cat"):
         # What is asked is kept in a file on its way; commands may change it and the answers.
         served = (f"echo $$ > {self.folder}/helper; exec {SIM} serve {self.library} --record "
@@ -65,24 +53,20 @@ class Case(programs.Case):
         return [sys.executable, "-B", HOSTS / "backup.py", self.out, *words, "--helper",
                 *(helper or ["bash", "-c", served])]
 
-    def run_again(self, status, *words):
-        """A backup that may export again what it holds."""
+    def run_again(self, status, *words, answer="", **more):
+        """A backup that may export again what it holds; what it said."""
         self.asked.write_bytes(b"")
-        done = subprocess.run(self.command(*words), capture_output=True, text=True)
-        self.assertEqual(done.returncode, status, done)
-        return done.stdout + done.stderr
-
-    def backup(self, status, *words, answer="", **more):
-        """Runs the backup, checks what has come of it, and gives what it said."""
-        self.asked.write_bytes(b"")
-        held = set(self.journal())
         done = subprocess.run(self.command(*words, **more), capture_output=True, text=True,
                               input=answer, timeout=100)
         said = done.stdout + done.stderr
         self.assertEqual(done.returncode, status, said)
-        self.assertNotIn("Traceback", said)
-        self.assertNotIn("\x1b", said)
-        self.assertFalse([each for each in held & set(self.exports())], "exported twice")
+        self.assertNotRegex(said, "Traceback|\x1b")
+        return said
+
+    def backup(self, *words, **more):
+        held = set(self.journal())
+        said = self.run_again(*words, **more)
+        self.assertFalse(held & set(self.exports()), "exported twice")
         self.assertFalse(list(self.out.glob("**/.*")))
         return said
 
@@ -109,7 +93,3 @@ class Case(programs.Case):
                                        for each in one["resources"])
         expected.subtract(digest(each.encode()) for each in but)
         self.assertEqual(self.saved(), +expected)
-
-    def reclaimed(self):
-        return {each for each, in self.sql(
-            "SELECT localIdentifier FROM asset WHERE recentlyDeleted <> 0")}

@@ -11,8 +11,8 @@ import subprocess
 import time
 import unittest
 
-from backing_up import DAY, LIVE, MANY, ODD, TWICE, Case, asset, digest, resource
-from programs import ROUNDS, SIM
+from backing_up import DAY, LIVE, MANY, ODD, TWICE, Case, asset, resource
+from programs import ROUNDS, SIM, digest
 
 from photos_helper import UNLISTED_TYPES
 
@@ -46,7 +46,7 @@ class Backups(Case):
         self.assertEqual(self.exports(), [])
         self.assertTrue((self.out / entry["path"]).exists())
         # Of a change, only what has other bytes takes room; what was removed is saved again.
-        self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 4'")
+        self.rows("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 4'")
         (self.out / "2024/01/06/IMG_1.MOV").unlink()
         held = self.saved()
         self.run_again(0)
@@ -73,45 +73,41 @@ class Backups(Case):
         self.assertEqual(self.reclaimed(), {"odd 0", "odd 1", "odd 2", "live"})
         self.assertEqual(self.saved()[digest(b"9 IMG_1.MOV")], 1)
 
-    def start(self, *words):
-        return subprocess.Popen(self.command(*words), stdin=-1, stdout=-1, stderr=-1, text=True,
-                                start_new_session=True)
+    def start(self, *words, **more):
+        return subprocess.Popen(self.command(*words), text=True, start_new_session=True, **{
+            "stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | more)
 
-    def asking(self):
-        process, said = self.start("--reclaim"), ""
-        while "[y/N]" not in said:
-            said += process.stdout.read(1)
-        return process
+    def interrupt(self, process, by=signal.SIGINT):
+        """Ends the run as Ctrl-C in a terminal does; what it said."""
+        os.killpg(process.pid, by)
+        said, _ = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 1)
+        return said
 
     def test_what_changes_while_it_asks_is_not_moved(self):
         self.create(*ODD[5:8])
-        process = self.asking()
+        process, asked = self.start("--reclaim"), ""
+        while "[y/N]" not in asked:
+            asked += process.stdout.read(1)
         self.assertIn("another backup", self.backup(1))
         (self.out / "2024/01/06/img_1 (2).heic").write_bytes(b"")
-        self.sql("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 6'")
-        said = process.communicate("y\n")
+        self.rows("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 6'")
+        said, _ = process.communicate("y\n")
         self.assertEqual((process.returncode, self.reclaimed()), (1, {"odd 5"}), said)
-        self.assertIn("Not moved: 2 assets", said[0])
+        self.assertIn("Not moved: 2 assets", said)
         # What isn't a yes is a no: no answer at all, too.
         for ending in ("<&-", "</dev/null", "<<< yesterday", "<&- 2>&-"):
             done = subprocess.run(["bash", "-c", f'exec "$@" {ending}', "bash",
                                    *self.command("--reclaim")], capture_output=True, text=True)
             self.assertEqual(done.returncode, 0, done)
             self.assertIn("Nothing was moved", done.stdout)
-        process = self.asking()
-        os.killpg(process.pid, signal.SIGINT)
-        self.assertIn("Interrupted", process.communicate()[0])
-        self.assertEqual((process.returncode, self.reclaimed()), (1, {"odd 5"}))
 
     def test_interrupted_while_it_moves(self):
         self.create(ODD[5], deletion={"success": True, "delay": 60})
         process = self.start("--reclaim", "--yes")
         while not self.asked.exists() or '"reclaim"' not in self.asked.read_text():
             time.sleep(0.05)
-        os.killpg(process.pid, signal.SIGINT)
-        said = process.communicate()[0]
-        self.assertEqual(process.returncode, 1)
-        self.assertIn("moved to Recently Deleted is not known", said)
+        self.assertIn("moved to Recently Deleted is not known", self.interrupt(process))
 
     def test_another_library_with_the_same_identifier(self):
         self.create(asset("A", resource(1, "A.jpg"), modificationDate=None))
@@ -131,6 +127,7 @@ class Backups(Case):
             self.backup(status, "--reclaim", "--yes")
             self.assertEqual(self.reclaimed(), moved)
             self.assert_saved(ODD[4])
+            self.assertGreater((self.folder / "record").read_text().count('"serves"'), 1)
             self.sim("review", self.library, self.folder / "record")
 
     def test_failures_stalls_and_crashes_cost_only_their_own(self):
@@ -145,7 +142,7 @@ class Backups(Case):
             self.assertRegex(said, reason)
         self.assertEqual({each for each, _ in self.journal()}, {"live", "slow"})
         self.sim("network", self.library, "reachable")
-        self.sql("UPDATE resource SET failureAfterBytes = NULL, failureError = NULL")
+        self.rows("UPDATE resource SET failureAfterBytes = NULL, failureError = NULL")
         self.backup(0, "--stall-seconds", "3")
         self.assertLessEqual({(each, 1) for each in ("error", "stall", "crash", "cloud")},
                              set(self.journal()))
@@ -216,20 +213,16 @@ class Backups(Case):
         self.create(*MANY[:9], asset("slow", resource(
             1, "日本\x1b" * 60, text="x" * 9000, bytesPerSecond=90), created=2 * DAY))
         ours, theirs = pty.openpty()
-        process = subprocess.Popen(self.command(), stdout=-1, stderr=theirs, text=True,
-                                   start_new_session=True)
+        process = self.start(stderr=theirs)
         os.close(theirs)
         drawn = b""
         while b"saved 18 of 19" not in drawn:
             drawn += os.read(ours, 4096)
         helper = int((self.folder / "helper").read_text())
         self.assertNotEqual(os.getsid(helper), os.getsid(process.pid))
-        os.killpg(process.pid, signal.SIGINT)
-        said = process.communicate()[0]
+        self.assertRegex(self.interrupt(process), "Interrupted.*the same command goes on")
         self.assertRaises(ProcessLookupError, os.kill, helper, 0)
         os.close(ours)
-        self.assertEqual(process.returncode, 1)
-        self.assertRegex(said, "Interrupted.*the same command goes on")
         self.assertNotIn(b"\n", drawn)
         self.assertIn("  日本\\x1b日本".encode(), drawn)
         self.assertNotIn(b"\x1b", drawn)
@@ -242,9 +235,7 @@ class Backups(Case):
         record = self.folder / "record"
         while not record.exists() or record.read_text().count("unavailable") < len(UNLISTED_TYPES):
             time.sleep(0.01)
-        os.killpg(process.pid, signal.SIGTERM)
-        said = process.communicate(timeout=60)
-        self.assertEqual((process.returncode, "Interrupted" in said[0]), (1, True), said)
+        self.assertIn("Interrupted", self.interrupt(process, signal.SIGTERM))
         self.assertEqual(set(self.journal()), {("large", 1)})
 
 

@@ -5,8 +5,8 @@ import subprocess
 import sys
 import unittest
 
-from backing_up import DAY, HOSTS, LIVE, MANY, Case, asset, digest, resource
-from programs import SIM
+from backing_up import DAY, HOSTS, LIVE, MANY, Case, asset, resource
+from programs import SIM, digest
 
 from ahead import AheadHelper, Job
 from photos_helper import HelperError, PhotosHelper

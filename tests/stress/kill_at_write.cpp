@@ -19,13 +19,6 @@ bool isDue() {
   return changesLeft.fetch_sub(1) == 1;
 }
 
-bool isWriteDue(int descriptor) {
-  struct stat status{};
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && isDue();
-}
-
-void killNow() { static_cast<void>(std::raise(SIGKILL)); }
-
 /// The function of that name that this one stands before.
 template <class Function>
 Function real(const char* name) {
@@ -35,9 +28,21 @@ Function real(const char* name) {
 template <class... Arguments>
 int change(const char* name, Arguments... arguments) {
   if (isDue()) {
-    killNow();
+    static_cast<void>(std::raise(SIGKILL));
   }
   return real<int (*)(Arguments...)>(name)(arguments...);
+}
+
+template <class... Offset>
+ssize_t changeBytes(const char* name, int descriptor, const void* bytes, size_t size,
+                    Offset... offset) {
+  const auto call = real<ssize_t (*)(int, const void*, size_t, Offset...)>(name);
+  struct stat status{};
+  if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && isDue()) {
+    static_cast<void>(call(descriptor, bytes, size / 2, offset...));
+    static_cast<void>(std::raise(SIGKILL));
+  }
+  return call(descriptor, bytes, size, offset...);
 }
 
 }  // namespace
@@ -45,23 +50,11 @@ int change(const char* name, Arguments... arguments) {
 extern "C" {
 
 ssize_t write(int descriptor, const void* bytes, size_t size) {
-  const auto call = real<ssize_t (*)(int, const void*, size_t)>("write");
-  if (isWriteDue(descriptor)) {
-    static_cast<void>(call(descriptor, bytes, size / 2));
-    killNow();
-  }
-  return call(descriptor, bytes, size);
+  return changeBytes("write", descriptor, bytes, size);
 }
-
 ssize_t pwrite64(int descriptor, const void* bytes, size_t size, std::int64_t offset) {
-  const auto call = real<ssize_t (*)(int, const void*, size_t, std::int64_t)>("pwrite64");
-  if (isWriteDue(descriptor)) {
-    static_cast<void>(call(descriptor, bytes, size / 2, offset));
-    killNow();
-  }
-  return call(descriptor, bytes, size, offset);
+  return changeBytes("pwrite64", descriptor, bytes, size, offset);
 }
-
 int ftruncate64(int descriptor, std::int64_t size) {
   return change("ftruncate64", descriptor, size);
 }
