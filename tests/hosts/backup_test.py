@@ -84,11 +84,15 @@ class Backups(Case):
         self.assertEqual(process.returncode, 1)
         return said
 
+    def asking(self):
+        process, said = self.start("--reclaim"), ""
+        while "[y/N]" not in said:
+            said += process.stdout.read(1)
+        return process
+
     def test_what_changes_while_it_asks_is_not_moved(self):
         self.create(*ODD[5:8])
-        process, asked = self.start("--reclaim"), ""
-        while "[y/N]" not in asked:
-            asked += process.stdout.read(1)
+        process = self.asking()
         self.assertIn("another backup", self.backup(1))
         (self.out / "2024/01/06/img_1 (2).heic").write_bytes(b"")
         self.rows("UPDATE asset SET modificationDate = 1 WHERE localIdentifier = 'odd 6'")
@@ -101,6 +105,8 @@ class Backups(Case):
                                    *self.command("--reclaim")], capture_output=True, text=True)
             self.assertEqual(done.returncode, 0, done)
             self.assertIn("Nothing was moved", done.stdout)
+        self.assertIn("Interrupted", self.interrupt(self.asking()))
+        self.assertEqual(self.reclaimed(), {"odd 5"})
 
     def test_interrupted_while_it_moves(self):
         self.create(ODD[5], deletion={"success": True, "delay": 60})
