@@ -1,8 +1,9 @@
-"""What a description has wait or stall does so, and leaves what a host has to cope with; a pipe
-takes what is exported. Crashes are in the tests of the hosts, which cope with them."""
+"""What a description has wait, stall or crash does so, and leaves what a host has to cope with; a
+pipe takes what is exported. Crashes of deletions are in the tests of the hosts."""
 
 import os
 import select
+import signal
 import unittest
 
 from programs import Case, Server, line, photo
@@ -58,6 +59,11 @@ class Faults(Case):
         self.assert_waits(server, 0.1)
         self.assertLess(len(self.copied()), 300)
 
+    def test_a_crash_kills_the_process_behind_the_bytes_that_it_is_described_at(self):
+        server = self.start(EXPORT, {"failure": {"afterBytes": 4, "crash": True}})
+        self.assertEqual(server.communicate()[0], b"")
+        self.assertEqual((server.returncode, self.copied()), (-signal.SIGKILL, b"0123"))
+
     def test_the_network_can_be_taken_away_and_given_back(self):
         server = self.start(b"", {"cloud": True})
         for state, status in [("unreachable", "estimate_failed"), ("reachable", "estimated")]:
@@ -68,19 +74,23 @@ class Faults(Case):
     def test_a_pipe_takes_the_bytes_as_a_file_does(self):
         def reader():
             return os.fdopen(os.open(self.folder / "copy", os.O_RDONLY | os.O_NONBLOCK), "rb", 0)
+
+        def begin(pipe):
+            server.send(EXPORT)
+            while not pipe.read(1):
+                self.assert_waits(server)
         server = self.start(b"", {"text": "x" * 1_000_000})  # more than a pipe holds
         os.mkfifo(self.folder / "copy")
         server.send(EXPORT)
         self.assertIn("could not be opened", server.answer()["error"])
         with reader() as pipe:
-            server.send(EXPORT)
-            select.select([pipe], [], [])
+            begin(pipe)
+            self.assert_waits(server, 0.1)
             os.set_blocking(pipe.fileno(), True)
-            self.assertEqual(len(pipe.read()), 1_000_000)
+            self.assertEqual(len(pipe.read()), 999_999)
             self.assertEqual(server.answer()["bytes"], 1_000_000)
         with reader() as pipe:
-            server.send(EXPORT)
-            select.select([pipe], [], [])
+            begin(pipe)
         self.assertIn("could not be written: Broken pipe", server.answer()["error"])
         self.assertTrue(server.ask("authorize")["ok"])
 

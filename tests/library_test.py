@@ -247,11 +247,11 @@ class Library(Case):
         """As the password database has it: a file which only a namespace of the test's own can put
         another one in place of."""
         (self.folder / "passwd").write_text(f"me:x:0:0::{self.folder}:/bin/sh\n")
-        namespace = "exec unshare --user --map-root-user --mount "
-        if os.system(namespace + "true") != 0:
+        in_namespace = ("exec unshare --user --map-root-user --mount sh -c "
+                        f"'mount --bind {self.folder}/passwd /etc/passwd && exec %s'")
+        if os.system(in_namespace % "true") != 0:
             self.skipTest("no namespace can be made here")
-        serve = (f"{namespace} sh -c 'mount --bind {self.folder}/passwd /etc/passwd && "
-                 f"exec {BUILD}/photos-helper'")
+        serve = in_namespace % f"{BUILD}/photos-helper"
 
         def answer():
             return subprocess.run(["sh", "-c", serve], input=line("discover"), check=True,

@@ -5,6 +5,7 @@ import re
 import signal
 import struct
 import subprocess
+import sys
 import time
 import unittest
 
@@ -101,7 +102,9 @@ class Sim(Case):
         self.assertIn("nowhere", self.refused("create", "Library", "--from", "nowhere"))
 
     def test_a_library_is_made_whole_or_not_at_all(self):
-        # A file that can be opened, and its first bytes can't be read.
+        self.refused("create", f"new/{'x' * 250}")  # a name too long for what it is made as
+        self.assertFalse((self.folder / "new").exists())
+        # A file that can be opened, and its first bytes can't be read; where there is one.
         description = self.write("description.json", """{"assets": [{"resources": [
             {"type": 1, "originalFilename": "a", "file": "/proc/self/mem"}]}]}""")
         self.refused("create", "new/Library", "--from", description)
@@ -110,10 +113,13 @@ class Sim(Case):
         words = [SIM, "create", self.library, "--synthetic", "50000"]
         with subprocess.Popen(words, stderr=subprocess.DEVNULL) as process:
             while not list(self.folder.glob(".Library.incomplete-*")):
+                self.assertIsNone(process.poll(), "it has ended")
                 time.sleep(0.001)
             process.send_signal(signal.SIGSTOP)
-            self.library.write_text("not ours")
-            process.send_signal(signal.SIGCONT)
+            try:
+                self.library.write_text("not ours")
+            finally:
+                process.send_signal(signal.SIGCONT)
         self.assertEqual(process.returncode, 1)
         self.assertEqual(self.library.read_text(), "not ours")
         self.library.unlink()
@@ -140,7 +146,7 @@ class Sim(Case):
         self.write("a/IMG_1.MOV", "three")
         self.write("b/IMG_7.JPG", "one")
         self.write("b/notes.txt", "none")
-        self.write("b/caf\udcc3.PNG", "a name that is not UTF-8")
+        self.write("b/new.PNG", "four")
         self.write("b/\33[2J\x85\u202E.txt", "a name that acts on a terminal")
         (self.photos / "b" / "IMG_8.MOV").symlink_to(video)
         (self.photos / "c").symlink_to(self.photos / "a")
@@ -150,11 +156,18 @@ class Sim(Case):
             self.rows("SELECT asset, type, originalFilename FROM resource "
                       "ORDER BY asset, position"),
             [(1, 1, "IMG_1.JPG"), (1, 9, "IMG_1.MOV"), (2, 2, "IMG_2.MOV"),
-             (3, 1, "caf\N{REPLACEMENT CHARACTER}.PNG")])
+             (3, 1, "new.PNG")])
         for text in ("added 1 asset and 2 files; 3 files already", "2 files of unknown kind",
                      "b/notes.txt", r"b/\u{1b}[2J\u{85}\u{202e}.txt", "2 links left out",
                      "b/IMG_8.MOV", "photos/c"):
             self.assertIn(text, done.stderr.decode())
+
+    @unittest.skipIf(sys.platform == "darwin", "APFS has no names that are not UTF-8")
+    def test_a_name_that_is_not_utf8_is_mended(self):
+        self.write("caf\udcc3.PNG", "")
+        self.sim("import", "Library", "photos")
+        self.assertEqual(self.rows("SELECT originalFilename FROM resource"),
+                         [("caf\N{REPLACEMENT CHARACTER}.PNG",)])
 
     def test_what_cannot_be_imported_is_refused_and_so_is_the_library_itself(self):
         self.write("a.jpg", "one")
@@ -188,6 +201,7 @@ class Sim(Case):
         self.write("IMG_0.JPG", "no Exif")
         for file in self.photos.iterdir():
             os.utime(file, (CHANGED, CHANGED))
+        os.utime(self.photos / "IMG_0.DNG", (1, 1))  # its JPG is the asset's first
         done = self.run_sim("import", "Library", "photos", env={**os.environ, "TZ": "TEST-3"})
         self.assertEqual(done.returncode, 0)
         self.assertEqual(self.rows("SELECT creationDate, modificationDate FROM asset ORDER BY id"),

@@ -49,12 +49,13 @@ Descriptor openForWriting(const std::string& path, int flags) {
     return {};
   }
   // Without O_NONBLOCK opening a pipe would wait for its reader, for ever perhaps. Files and disks
-  // are written the same with it; it is taken off again for the pipe's sake.
+  // are written the same with it; it is taken off again for the pipe's sake. No other flag is: on
+  // macOS "/dev/fd/2" shares them with the host.
   constexpr mode_t permissions = 0666;
   Descriptor descriptor(
       ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | flags, permissions));
   if (descriptor.isOpen()) {
-    ::fcntl(descriptor.get(), F_SETFL, 0);
+    ::fcntl(descriptor.get(), F_SETFL, ::fcntl(descriptor.get(), F_GETFL) & ~O_NONBLOCK);
   }
   return descriptor;
 }
